@@ -10,6 +10,7 @@
 #include <zemcal/CalibAlg.h>
 #include <zemcal/CfgFile.h>
 #include <zemcal/Export.h>
+#include <zemcal/Facade.h>
 #include <zemcal/Geometry.h>
 #include <zemcal/LenPar.h>
 #include <zemcal/MVLPkg.h>
