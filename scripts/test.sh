@@ -9,11 +9,12 @@ scripts/install-deps.sh
 cmake --workflow --preset default
 cmake --workflow --preset sanitize
 
-# Install into a scratch prefix and build an outside consumer against it.
+# Install into a scratch prefix and build the example host against it, as a
+# user's project would, then run it on a calibration file.
 prefix="$PWD/build/install"
-rm -rf "$prefix" build/consumer
+rm -rf "$prefix" build/host
 cmake --install build/default --prefix "$prefix" >/dev/null
-cmake -S tests/find-package -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build build/consumer >/dev/null
-LD_LIBRARY_PATH="$prefix/lib" build/consumer/consumer
+cmake -S examples/host -B build/host -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build build/host >/dev/null
+LD_LIBRARY_PATH="$prefix/lib" build/host/zemcal_host tests/data/facade_head.cor 110
 echo "All tests passed."
