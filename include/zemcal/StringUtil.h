@@ -51,7 +51,8 @@ ZEMCAL_API std::string& ltrim(std::string& s, const char* set);
 ZEMCAL_API std::string& trim(std::string& s, const char* set);
 
 /// Replaces every occurrence of from by to, left to right, never matching
-/// inserted text; modifies s and returns a copy. from must not be empty.
+/// inserted text; modifies s and returns a copy. An empty from would match
+/// everywhere forever, so s is then returned unchanged.
 ZEMCAL_API std::string ReplaceInPlace(std::string& s, const std::string& from, const std::string& to);
 ZEMCAL_API std::wstring ReplaceInPlace(std::wstring& s, const std::wstring& from,
                                        const std::wstring& to);
@@ -85,7 +86,8 @@ ZEMCAL_API std::wstring to_wstring(double v);
 
 /// Multibyte <-> wide conversion. Both set the process-wide LC_CTYPE locale
 /// to "chs.UTF-8" where it exists (never restored); elsewhere the current
-/// locale stays in force. Conversion stops at an invalid sequence.
+/// locale stays in force. to_wstring returns what was converted before an
+/// invalid sequence; to_string returns "" when a character cannot be converted.
 ZEMCAL_API std::wstring to_wstring(const std::string& s);
 ZEMCAL_API std::string to_string(const std::wstring& ws);
 
