@@ -12,6 +12,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "calib/CorrectionSteps.h"
+
 namespace {
 
 struct AxisFlags {
@@ -33,13 +35,6 @@ void invert(tagVeyPointF& p, const AxisFlags& f) {
     const bool negY = f.flip != 0 ? f.xInvert != 0 : f.yInvert != 0;
     if (negX) p.x = -p.x;
     if (negY) p.y = -p.y;
-}
-
-// Clamps to the device range; a NaN passes through unchanged.
-float clampToDevice(float v, float resolution) {
-    if (v < 0.0f) return 0.0f;
-    if (v > resolution) return resolution;
-    return v;
 }
 
 // Cuts v toward zero to six decimals through a 32-bit integer. Values the
@@ -74,17 +69,16 @@ bool ZemCal::CalibBox(const tagLenPar& par, tagVeyPointF& in, tagVeyPointF& out)
 bool ZemCal::LP2DPEX_Cal(tagVeyPointF in, tagVeyPointF& out, const tagLenPar& par) {
     const double scale = static_cast<double>(par.Resolution) / par.FieldSize;
     invert(in, savedFlags(par));
-    const float resolution = static_cast<float>(par.Resolution);
-    out.x = clampToDevice(static_cast<float>(in.x * scale + par.Center), resolution);
-    out.y = clampToDevice(static_cast<float>(in.y * scale + par.Center), resolution);
+    out.x = zemcal_detail::ClampToDevice(static_cast<float>(in.x * scale + par.Center), par.Resolution);
+    out.y = zemcal_detail::ClampToDevice(static_cast<float>(in.y * scale + par.Center), par.Resolution);
     return true;
 }
 
 bool ZemCal::LP2DPEX_SFT(const tagVeyPointF& in, tagVeyPointF& out, const tagLenPar& par, bool shift) {
     CalibPoint(par, in, out);
-    const float resolution = static_cast<float>(par.Resolution);
     if (shift) {
         const float c = static_cast<float>(par.Center);
+        const float resolution = static_cast<float>(par.Resolution);
         const float dx = (out.x - c) * par.SftScaleX;
         const float dy = (out.y - c) * par.SftScaleY;
         double sx = static_cast<double>(par.SftX * resolution) / par.FieldSize;
@@ -100,8 +94,8 @@ bool ZemCal::LP2DPEX_SFT(const tagVeyPointF& in, tagVeyPointF& out, const tagLen
         out.x = static_cast<float>((dx + c) + sx);
         out.y = static_cast<float>((dy + c) + sy);
     }
-    out.x = clampToDevice(out.x, resolution);
-    out.y = clampToDevice(out.y, resolution);
+    out.x = zemcal_detail::ClampToDevice(out.x, par.Resolution);
+    out.y = zemcal_detail::ClampToDevice(out.y, par.Resolution);
     return true;
 }
 
