@@ -1,0 +1,41 @@
+// Loading a calibration file for the tool, with one clear message per
+// failure instead of a bare "false" or an escaping conversion exception.
+#pragma once
+
+#include <zemcal/ZemCal.h>
+
+#include <memory>
+#include <string>
+
+namespace zemcal_tool {
+
+/// A calibration loaded through ZemCal::loadUcf, with what the tool shows
+/// about how it was loaded.
+struct LoadedCalibration {
+    std::string path;
+    bool binary = false;            ///< binary calibration file (else text correction file)
+    std::unique_ptr<tagLenPar> rec; ///< the record (large: kept off the stack)
+    double fieldSizeOption = 0.0;   ///< FieldSize set in the record before loading
+    bool fieldSizeFromFile = false; ///< a binary file's own FieldSize (> 1 mm) replaced it
+    long long fileBytes = 0;        ///< size of the file
+};
+
+/// "110 mm (from the file)" or "100 mm (from --field-size)".
+std::string fieldSizeNote(const LoadedCalibration& lc);
+
+/// Loads path with FieldSize preset to fieldSize (the text format does not
+/// carry it; a binary file's own value wins when it exceeds 1 mm). Throws
+/// ToolError with a message naming the file and the problem.
+LoadedCalibration loadCalibration(const std::string& path, double fieldSize);
+
+/// The first problem of a text correction file, in the order the importer
+/// reads it: a base point missing or malformed, or a numeric key that does
+/// not hold a number.
+struct TextDiagnosis {
+    int line = 0;      ///< 1-based line of the offending key; 0 when absent
+    std::string what;  ///< empty when no problem was found
+};
+
+TextDiagnosis diagnoseTextFile(const std::string& path);
+
+}  // namespace zemcal_tool

@@ -1,0 +1,77 @@
+// Rig: the host side of the virtual bench. It turns a logical point into
+// galvo commands through the library (uncorrected or corrected), routes the
+// commands to the mirrors as a controller card does, and asks the virtual
+// head where the spot lands.
+//
+// Frames: the library's least-squares path corrects in the "command frame",
+// the logical frame with the saved invert flags applied (the flip flag
+// chooses which coordinate each invert flag negates), and never exchanges
+// the axes itself. With the flip flag set the card therefore sends the
+// corrected x to the Y mirror and y to the X mirror, which is what a head
+// whose X mirror draws along logical y needs.
+#pragma once
+
+#include <zemcal/ZemCal.h>
+
+#include <vector>
+
+#include "VirtualHead.h"
+
+namespace zemcal_tool {
+
+/// The least-squares path's flag set of a record.
+struct AxisFlags {
+    bool flip = false;
+    bool xInvert = false;
+    bool yInvert = false;
+};
+
+AxisFlags savedFlags(const tagLenPar& rec);
+
+/// The inversion rule: negates x and/or y as the flags say. It is its own
+/// inverse, so it maps logical to command frame and back.
+Vec2 applyInversion(Vec2 p, const AxisFlags& f);
+
+/// One marked point.
+struct Shot {
+    Vec2 device;           ///< the library's output, galvo units (before routing)
+    Vec2 spot;             ///< where it landed (or was measured), mm, workpiece frame
+    bool clamped = false;  ///< a coordinate hit the clamp (0 or Resolution) or is NaN
+};
+
+class Rig {
+public:
+    explicit Rig(VirtualHead& head) : head_(head) {}
+
+    /// Ideal linear command Center + k*P (ZemCal::LP2DPEX_Cal).
+    Shot linear(const tagLenPar& rec, Vec2 p) const;
+    /// Corrected command (ZemCal::CalibPoint with rec.UseLsm as set).
+    Shot corrected(const tagLenPar& rec, Vec2 p) const;
+
+    /// As above, but the spot is measured (with noise) rather than true.
+    Shot measureLinear(const tagLenPar& rec, Vec2 p);
+    Shot measureCorrected(const tagLenPar& rec, Vec2 p);
+
+private:
+    Shot fire(const tagLenPar& rec, tagVeyPointF out, bool measured) const;
+
+    VirtualHead& head_;
+};
+
+/// Nominal position of node (row, col) of an n x n grid over the working
+/// field: row 0 at the top (largest y), column 0 at the left, the outer
+/// nodes exactly on +-valSize/2 so that the grid covers the field the
+/// library clamps points into.
+tagVeyPointF gridNode(double valSize, int n, int row, int col);
+
+/// Marks the nine points with ideal linear commands and fills rec.Pnt with
+/// them in the command frame: PntA the nominal position, PntB the measured
+/// one, row 0 at the top, left to right. rec must carry the head's geometry
+/// and flags.
+void markNinePoints(tagLenPar& rec, Rig& rig);
+
+/// Marks an n x n grid through rec's current correction and returns the
+/// table: PntA the logical point asked for, PntB where it was measured.
+std::vector<tagCalData> markGrid(const tagLenPar& rec, Rig& rig, int n);
+
+}  // namespace zemcal_tool
