@@ -16,13 +16,22 @@ class ZEMCAL_API CBcdFile {
 public:
     /// Writes par as a binary calibration file. True when the file was
     /// written and closed without error; a failed save leaves any previous
-    /// file at path as it was.
+    /// file at path as it was: the new contents go to a temporary file that
+    /// replaces it only once complete, keeping its permissions and any
+    /// symbolic link to it. The file is written in place only where such a
+    /// replacement cannot be made or would lose its hard links or owner (a
+    /// read-only folder, a hard-linked or foreign-owned file, a device).
+    /// False without touching the file for tables the loader could not take
+    /// back: more than 4096 tables or 64 Mi points, or a table holding fewer
+    /// than Num*Num points.
     static bool SaveBcdFile(const char* path, tagLenPar& par);
 
     /// Loads a binary calibration file, or imports a text correction file
     /// (then sets Version 'P' and fits). Stacks is cleared first. False for
-    /// an unopenable file, version '3', a failed text import, or declared
-    /// tables beyond the loader's memory limit.
+    /// an unopenable file (or one that is not a regular file), version '3',
+    /// a failed text import, or declared tables beyond the loader's memory
+    /// limit (more than 4096 tables, more than 64 Mi points, or more points
+    /// than the file has bytes); Stacks is then empty.
     static bool LoadBcdFile(const char* path, tagLenPar& par);
 
     /// Imports a text correction file into par (appending its complete grid
