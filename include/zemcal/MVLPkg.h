@@ -16,6 +16,8 @@ public:
     /// Solves A x = b by Crout LU decomposition with scaled partial pivoting
     /// and iterative refinement. Never throws. m is accepted for
     /// compatibility and not used: the work vectors are sized from n.
+    /// x may be the same vector as b. A system whose refinement has not
+    /// settled after 64 rounds is reported as too ill-conditioned (1).
     static int SolveLinearEquations(unsigned n, unsigned m, const std::vector<std::vector<double>>& A,
                                     const std::vector<double>& b, std::vector<double>& x);
 
@@ -26,7 +28,10 @@ public:
                                           const std::vector<double>& b, std::vector<double>& x);
 
     /// Plain Gauss elimination with partial pivoting on an augmented matrix
-    /// of n rows and n+1 columns; returns the n unknowns. No pivot test: a
-    /// singular system gives infinities or NaNs.
+    /// of n = M.size() rows and n+1 columns (the last one the right-hand
+    /// side); returns the n unknowns, none for an empty M. No pivot test: a
+    /// singular system gives infinities or NaNs. M must have that shape: a
+    /// row shorter than n+1 throws std::out_of_range before anything is
+    /// computed; columns past n+1 are ignored.
     static std::vector<double> Gauss(std::vector<std::vector<double>> M);
 };

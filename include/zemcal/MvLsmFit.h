@@ -5,9 +5,12 @@
 // Leibniz sum over all permutations in a fixed order: the summation order
 // fixes the rounding, and the calibration coefficients the fits store depend
 // on it to the last bit. All arrays are used from index 1; index 0 is never
-// touched. Nothing checks the capacity: callers keep within it, and keep the
-// sample count at 20 or fewer when they call OLS() (Product has 20 usable
-// columns).
+// touched. Callers keep within the capacity, and keep the sample count at 20
+// or fewer when they call OLS() (Product has 20 usable columns). Outside it
+// nothing is written past the object: init(x, y) loads an empty system when
+// y is empty or the system does not fit, and OLS() sets Coef[1..20] to NaN
+// when the counts exceed 20. The cost grows as TermCount! * TermCount per
+// determinant, so only small term counts are practical.
 //
 // Never throws; a singular system gives infinite or NaN coefficients.
 #pragma once
@@ -39,7 +42,9 @@ public:
     void init();
 
     /// Loads samples: x holds y.size() rows of x.size()/y.size() regressors
-    /// each, y the observed values. y must not be empty.
+    /// each (values left over at the end are ignored), y the observed
+    /// values. An empty y, more than 40 samples or more than 20 terms load
+    /// an empty system (both counts 0).
     void init(std::vector<double> x, std::vector<double> y);
 
     /// Solves the loaded system into Coef[1..TermCount]. The return value
@@ -47,10 +52,13 @@ public:
     int OLS();
 
     /// Adds the Leibniz terms of det(Normal) into Det, filling Order[k] down.
+    /// Order[k+1..TermCount] must already hold distinct values of
+    /// 1..TermCount (none when k == TermCount, as OLS() calls it). A k or
+    /// TermCount above 20 adds nothing.
     void creatorder(int k);
 
     /// Adds the Leibniz terms of the minor of Normal without row `row` and
-    /// column `col` into Det.
+    /// column `col` into Det; the same precondition on Order.
     void creataorder(int k, int row, int col);
 
     /// Sign (+1/-1) of the permutation order[1..n]; +1 when n < 1.
