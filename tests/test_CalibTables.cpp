@@ -3,111 +3,95 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
 namespace {
 
 std::vector<tagCalData> makePoints(int count, float base) {
-    std::vector<tagCalData> pts(static_cast<std::size_t>(count));
+    std::vector<tagCalData> pts;
     for (int i = 0; i < count; ++i) {
         const float v = base + static_cast<float>(i);
-        pts[static_cast<std::size_t>(i)] = {{v, -v}, {v + 0.5f, -v - 0.5f}};
+        pts.push_back({{v, -v}, {v + 0.5f, -v - 0.5f}});
     }
     return pts;
 }
 
-bool samePoint(const tagCalData& a, const tagCalData& b) {
-    return a.PntA.x == b.PntA.x && a.PntA.y == b.PntA.y && a.PntB.x == b.PntB.x &&
-           a.PntB.y == b.PntB.y;
+bool samePoints(const tagCalData* a, const tagCalData* b, int count) {
+    return std::memcmp(a, b, sizeof(tagCalData) * static_cast<std::size_t>(count)) == 0;
 }
 
 }  // namespace
 
 TEST(CalibTables, GetCalIndexMapsGridSizesToSlots) {
     const struct { int n, slot; } cases[] = {{5, 1}, {9, 2}, {17, 3}, {33, 4}, {65, 5},
-                                             {25, 6}, {3, 0}, {64, 0}, {0, 0}, {-5, 0}};
+                                             {25, 6}, {3, 0}, {64, 0}, {-5, 0}};
     for (const auto& c : cases) EXPECT_EQ(CCalibAlg::GetCalIndex(c.n), c.slot) << c.n;
 }
 
-TEST(CalibTables, NinePointTableRoundTrip) {
+TEST(CalibTables, NinePointsAndGridTables) {
     auto lp = std::make_unique<tagLenPar>();
-    auto pts = makePoints(9, 1.0f);
-    ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, -1, 3, pts.data()));
-    EXPECT_TRUE(lp->Stacks.empty());
+    auto nine = makePoints(9, 1.0f), five = makePoints(25, 10.0f), other = makePoints(25, 100.0f);
+    std::vector<tagCalData> back(81);
 
-    std::vector<tagCalData> back(9);
+    // index < 0 with n = 3 is the nine-point table; reading it always reports n = 3.
+    ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, -1, 3, nine.data()));
     int n = 3;
     ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, -7, n, back.data()));
     EXPECT_EQ(n, 3);
-    for (int i = 0; i < 9; ++i) EXPECT_TRUE(samePoint(back[i], pts[i])) << i;
-}
+    EXPECT_TRUE(samePoints(back.data(), nine.data(), 9));
+    EXPECT_TRUE(lp->Stacks.empty());
 
-TEST(CalibTables, GridTablesAppendOverwriteAndRefuseOtherSizes) {
-    auto lp = std::make_unique<tagLenPar>();
-    auto five = makePoints(25, 10.0f);
-    // A negative index with n != 3 appends rather than touching Pnt.
+    // A negative index with another size appends a table, enabled.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, -1, 5, five.data()));
     ASSERT_EQ(lp->Stacks.size(), 1u);
     EXPECT_EQ(lp->Stacks[0].Num, 5);
     EXPECT_EQ(lp->Stacks[0].Flag, 1);
-    EXPECT_EQ(lp->Pnt[0].PntA.x, 0.0f);
-
-    // Index equal to the table count appends; n = 0 appends an empty table.
+    // The index equal to the table count appends; n = 0 gives an empty table.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, 1, 0, nullptr));
     ASSERT_EQ(lp->Stacks.size(), 2u);
     EXPECT_TRUE(lp->Stacks[1].Pnts.empty());
 
-    // Wrong size for an existing table: refused, nothing changes.
-    auto nine = makePoints(81, 0.0f);
-    EXPECT_FALSE(CCalibAlg::setCalibPnts(*lp, 0, 9, nine.data()));
-    EXPECT_TRUE(samePoint(lp->Stacks[0].Pnts[3], five[3]));
-
-    // Same size: overwritten in place.
-    auto other = makePoints(25, 100.0f);
+    // Another size at an existing index is refused and changes nothing.
+    EXPECT_FALSE(CCalibAlg::setCalibPnts(*lp, 0, 9, back.data()));
+    EXPECT_TRUE(samePoints(lp->Stacks[0].Pnts.data(), five.data(), 25));
+    // The same size overwrites in place.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, 0, 5, other.data()));
-    std::vector<tagCalData> back(25);
-    int n = 5;
+    n = 5;
+    ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
+    EXPECT_TRUE(samePoints(back.data(), other.data(), 25));
+
+    // The count copied is n on entry squared; n then reports the table's size.
+    back.assign(81, tagCalData{{-1, -1}, {-1, -1}});
+    n = 2;
     ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
     EXPECT_EQ(n, 5);
-    for (int i = 0; i < 25; ++i) EXPECT_TRUE(samePoint(back[i], other[i])) << i;
+    EXPECT_TRUE(samePoints(back.data(), other.data(), 4));
+    EXPECT_EQ(back[4].PntA.x, -1.0f);
 
-    // Past the last table: false and n unchanged.
+    // Past the last table: false, n unchanged.
     n = 4;
     EXPECT_FALSE(CCalibAlg::getCalibPnts(*lp, 2, n, back.data()));
     EXPECT_EQ(n, 4);
-}
-
-TEST(CalibTables, GetCalibPntsCopiesByTheCountOnEntry) {
-    auto lp = std::make_unique<tagLenPar>();
-    auto five = makePoints(25, 1.0f);
-    ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, 0, 5, five.data()));
-    std::vector<tagCalData> back(25, tagCalData{{-1, -1}, {-1, -1}});
-    int n = 2;  // asks for four records only
-    ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
-    EXPECT_EQ(n, 5);
-    EXPECT_TRUE(samePoint(back[3], five[3]));
-    EXPECT_EQ(back[4].PntA.x, -1.0f);
 }
 
 TEST(CalibTables, EqualPointsSelectTablesByPathAndAxis) {
     auto lp = std::make_unique<tagLenPar>();
     lp->LineCount = 2;
     lp->ManLineCount = 3;
-    const tagVeyPointF pts[] = {{1.0f, 2.0f}, {3.0f, 4.0f}, {5.0f, 6.0f}};
+    tagVeyPointF pts[] = {{1.0f, 2.0f}, {3.0f, 4.0f}, {5.0f, 6.0f}};
     const struct {
         int useLsm, axis;
         const double *target, *actual, *ratio;
         int count;
     } cases[] = {
-        {1, 0, lp->XT, lp->XA, lp->XR, 2},
-        {1, 1, lp->YT, lp->YA, lp->YR, 2},
-        {0, 0, lp->ManXT, lp->ManXA, lp->ManXR, 3},
-        {0, 2, lp->ManYT, lp->ManYA, lp->ManYR, 3},
+        {1, 0, lp->XT, lp->XA, lp->XR, 2},          {1, 1, lp->YT, lp->YA, lp->YR, 2},
+        {0, 0, lp->ManXT, lp->ManXA, lp->ManXR, 3}, {0, 2, lp->ManYT, lp->ManYA, lp->ManYR, 3},
     };
     for (const auto& c : cases) {
         lp->UseLsm = c.useLsm;
-        ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, c.axis, 3, const_cast<tagVeyPointF*>(pts)));
+        ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, c.axis, 3, pts));
         EXPECT_EQ(c.target[2], 5.0);
         EXPECT_EQ(c.actual[2], 6.0);
         EXPECT_EQ(c.ratio[2], 1.0);  // a zero ratio is initialised to 1
@@ -120,14 +104,13 @@ TEST(CalibTables, EqualPointsSelectTablesByPathAndAxis) {
     }
 }
 
-TEST(CalibTables, EqualPointsCapTheLeastSquaresTablesAt100) {
+TEST(CalibTables, LeastSquaresLineTablesHold100Entries) {
     auto lp = std::make_unique<tagLenPar>();
     lp->UseLsm = 1;
     std::vector<tagVeyPointF> pts(150, tagVeyPointF{7.0f, 8.0f});
-    lp->YT[0] = 0.0;  // the entry after XT[99] in memory must stay untouched
     ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 150, pts.data()));
     EXPECT_EQ(lp->XT[99], 7.0);
-    EXPECT_EQ(lp->YT[0], 0.0);
+    EXPECT_EQ(lp->YT[0], 0.0);  // the next table in memory is untouched
 
     lp->LineCount = 150;
     std::vector<tagVeyPointF> back(101, tagVeyPointF{-1.0f, -1.0f});
@@ -141,31 +124,19 @@ TEST(CalibTables, EqualPointsCapTheLeastSquaresTablesAt100) {
 TEST(CalibTables, RemeasuredYLineScalesItsRatio) {
     auto lp = std::make_unique<tagLenPar>();
     lp->UseLsm = 1;
-    tagVeyPointF p{10.0f, 10.0f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 1, 1, &p));
-    EXPECT_EQ(lp->YR[0], 1.0);
-
-    // Same target, new measurement: ratio *= target / measured (single precision).
-    p = {10.0f, 12.5f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 1, 1, &p));
-    EXPECT_EQ(lp->YR[0], static_cast<double>(10.0f / 12.5f));
-
-    // The same measurement again leaves it.
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 1, 1, &p));
-    EXPECT_EQ(lp->YR[0], static_cast<double>(10.0f / 12.5f));
-
-    // A target within 0.001 of zero resets it.
-    p = {0.0f, 0.0f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 1, 1, &p));
-    p = {0.0f, 0.3f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 1, 1, &p));
-    EXPECT_EQ(lp->YR[0], 1.0);
-
-    // The X axis never updates a ratio.
     lp->XR[0] = 2.0;
-    p = {10.0f, 10.0f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 1, &p));
-    p = {10.0f, 12.5f};
-    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 1, &p));
-    EXPECT_EQ(lp->XR[0], 2.0);
+    // Each step enters one (target, measured) pair on an axis; the ratio that follows.
+    const struct { int axis; tagVeyPointF p; double ratio; } steps[] = {
+        {1, {10.0f, 10.0f}, 1.0},
+        {1, {10.0f, 12.5f}, static_cast<double>(10.0f / 12.5f)},  // same target, new value
+        {1, {10.0f, 12.5f}, static_cast<double>(10.0f / 12.5f)},  // same value: unchanged
+        {1, {0.0f, 0.0f}, static_cast<double>(10.0f / 12.5f)},    // new target: unchanged
+        {1, {0.0f, 0.3f}, 1.0},                                   // target near 0: reset
+        {0, {10.0f, 10.0f}, 2.0},                                 // X never updates
+        {0, {10.0f, 12.5f}, 2.0},
+    };
+    for (auto s : steps) {
+        ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, s.axis, 1, &s.p));
+        EXPECT_EQ(s.axis ? lp->YR[0] : lp->XR[0], s.ratio) << s.p.x << " " << s.p.y;
+    }
 }

