@@ -1,10 +1,12 @@
 // CCfgFile: parsing rules, lookups with placeholders, conversions, and the
 // exact bytes written back. Expected bytes are worked out by hand from the
-// load and save rules (sorted bytewise, values kept byte for byte).
+// load and save rules (sorted bytewise, values kept byte for byte); expected
+// conversions are those of std::stoi / std::stof in the "C" locale.
 #include <zemcal/CfgFile.h>
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +14,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -38,6 +41,41 @@ std::uint64_t bits(double d) {
     std::uint64_t u;
     std::memcpy(&u, &d, sizeof u);
     return u;
+}
+
+// Puts the whole process under a comma-decimal locale, as a host that called
+// setlocale(LC_ALL, "") on a German desktop does; restores the previous one.
+class CommaLocale {
+public:
+    CommaLocale() : previous_(std::setlocale(LC_ALL, nullptr)) {
+        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
+            if (std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',') return;
+        }
+        std::setlocale(LC_ALL, previous_.c_str());
+        previous_.clear();
+    }
+    ~CommaLocale() {
+        if (active()) std::setlocale(LC_ALL, previous_.c_str());
+    }
+    bool active() const { return !previous_.empty(); }
+
+private:
+    std::string previous_;
+};
+
+// A conversion's result as comparable text: the value's bits or the exception.
+template <class T, class Convert>
+std::string outcome(Convert convert) {
+    try {
+        const T v = convert();
+        std::uint64_t u = 0;
+        std::memcpy(&u, &v, sizeof v);
+        return std::to_string(u);
+    } catch (const std::invalid_argument&) {
+        return "invalid_argument";
+    } catch (const std::out_of_range&) {
+        return "out_of_range";
+    }
 }
 
 }  // namespace
@@ -160,4 +198,58 @@ TEST(CfgFileSet, EachSetterRewritesTheFile) {
     for (int i = 0; i < 6; ++i) dumps += "mymap contains:\n";  // one per save
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), dumps);
     EXPECT_EQ(cfg.GetDouble("A", "d", 0.0), static_cast<double>(0.333333f));
+}
+
+TEST(CfgFileLocale, NumbersReadAndWriteAsInTheCLocale) {
+    // Decimals, signs, white space, a comma, trailing text, hexadecimal,
+    // non-finite values, both ERANGE cases, no number at all, the int limits.
+    const std::string values[] = {
+        "0.5",  "-1.25e-3", " \t2.5", "+7",    "0,5",         "1.5xyz",      "0x1.8p1",
+        "0x10", "nan",      "-inf",   "1e39",  "1e-50",       "abc",         "",
+        "3.999", "1e",      ".5e1\r", "99999999999", "2147483647", "-2147483648",
+    };
+    TempFile f;
+    std::string text = "[N]\n";
+    for (std::size_t i = 0; i < std::size(values); ++i) {
+        text += "v" + std::to_string(i) + '=' + values[i] + '\n';
+    }
+    f.write(text);
+
+    // Expected: the standard conversions in the "C" locale every test starts in.
+    ASSERT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
+    std::vector<std::string> want;
+    for (const std::string& v : values) {
+        want.push_back(outcome<int>([&] { return std::stoi(v, nullptr, 10); }) + " " +
+                       outcome<float>([&] { return std::stof(v); }) + " " +
+                       outcome<double>([&] { return static_cast<double>(std::stof(v)); }));
+    }
+
+    CommaLocale comma;
+    if (!comma.active()) {
+        GTEST_SKIP() << "no comma-decimal locale installed (scripts/install-deps.sh makes de_DE.UTF-8)";
+    }
+    ASSERT_EQ(std::stof("0.5"), 0.0f);  // the plain conversion now stops at '.'
+
+    CCfgFile cfg;
+    cfg.loadItems(f.path);
+    for (std::size_t i = 0; i < std::size(values); ++i) {
+        const std::string key = "v" + std::to_string(i);
+        EXPECT_EQ(outcome<int>([&] { return cfg.GetInt("N", key, 0); }) + " " +
+                      outcome<float>([&] { return cfg.GetFloat("N", key, 0.0f); }) + " " +
+                      outcome<double>([&] { return cfg.GetDouble("N", key, 0.0); }),
+                  want[i])
+            << '"' << values[i] << '"';
+    }
+    EXPECT_EQ(cfg.GetFloat("N", "v0", 0.0f), 0.5f);  // one spelled out
+
+    TempFile out;
+    CCfgFile writer;
+    writer.setFilename(out.path);
+    ::testing::internal::CaptureStdout();
+    writer.SetFloat("S", "f", 0.5f);
+    writer.SetDouble("S", "d", -1234.5);
+    writer.SetDouble("S", "big", 1e20);
+    writer.SetInt("S", "i", -1234567);
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.read(), "[S]\nbig=100000000000000000000.000000\nd=-1234.500000\nf=0.500000\ni=-1234567\n");
 }

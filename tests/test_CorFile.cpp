@@ -1,5 +1,6 @@
 // CBcdFile::LoadCorFile: defaults, a realistic file, malformed base rows,
-// the derived centre, the test-line spread and the grid tables.
+// the derived centre, the test-line spread, the grid tables, and the same
+// import under a comma-decimal locale.
 //
 // Fixtures are tests/data/cor_*.ini. Base rows there are "i.5 -i.5 i.25 -i.25",
 // exact in float. Hex literals come from tests/reference/cor_realistic.py
@@ -8,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -51,6 +53,26 @@ std::string gridSection(int n, int rows = -1, int brokenRow = -1) {
     }
     return s.str();
 }
+
+// Puts the whole process under a comma-decimal locale, as a host that called
+// setlocale(LC_ALL, "") on a German desktop does; restores the previous one.
+class CommaLocale {
+public:
+    CommaLocale() : previous_(std::setlocale(LC_ALL, nullptr)) {
+        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
+            if (std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',') return;
+        }
+        std::setlocale(LC_ALL, previous_.c_str());
+        previous_.clear();
+    }
+    ~CommaLocale() {
+        if (active()) std::setlocale(LC_ALL, previous_.c_str());
+    }
+    bool active() const { return !previous_.empty(); }
+
+private:
+    std::string previous_;
+};
 
 void expectRow(const tagCalData& p, float ax, float ay, float bx, float by, const char* what) {
     EXPECT_EQ(p.PntA.x, ax) << what;
@@ -222,4 +244,47 @@ TEST(CorFileLoad, NonNumericKeyThrows) {
     // Point rows are not validated: text that is not a number reads as 0.
     ASSERT_TRUE(loadText(gridSection(5, 24) + "PNT24=a b c d\n", par));
     expectRow(par.Stacks.back().Pnts[24], 0.0f, 0.0f, 0.0f, 0.0f, "non-numeric row");
+}
+
+TEST(CorFileLocale, ImportIsTheSameUnderACommaDecimalLocale) {
+    const std::string path = dataFile("cor_realistic.ini");
+    tagLenPar inC;
+    inC.FieldSize = 110.0;
+    ASSERT_TRUE(CBcdFile::LoadCorFile(path.c_str(), inC));
+
+    CommaLocale comma;
+    if (!comma.active()) {
+        GTEST_SKIP() << "no comma-decimal locale installed (scripts/install-deps.sh makes de_DE.UTF-8)";
+    }
+    tagLenPar here;
+    here.FieldSize = 110.0;
+    ASSERT_TRUE(CBcdFile::LoadCorFile(path.c_str(), here));
+
+    // Every field the import writes, bit for bit: the scalars of the first
+    // section, the parameter block, the test lines and the grid tables.
+    EXPECT_EQ(bits(here.ValSize), bits(inC.ValSize));
+    EXPECT_EQ(here.Resolution, inC.Resolution);
+    EXPECT_EQ(bits(here.CenterSq), bits(inC.CenterSq));
+    EXPECT_EQ(here.XInvertSaved, inC.XInvertSaved);
+    EXPECT_EQ(here.Grid, inC.Grid);
+    EXPECT_EQ(here.LineCount, inC.LineCount);
+    EXPECT_EQ(std::memcmp(&here.Pnt[0], &inC.Pnt[0], 600), 0) << "parameter block";
+    const auto sameLines = [](const double* a, const double* b) {
+        return std::memcmp(a, b, 100 * sizeof(double)) == 0;
+    };
+    EXPECT_TRUE(sameLines(here.XT, inC.XT) && sameLines(here.YT, inC.YT) && sameLines(here.XA, inC.XA) &&
+                sameLines(here.YA, inC.YA) && sameLines(here.XR, inC.XR) && sameLines(here.YR, inC.YR));
+    ASSERT_EQ(here.Stacks.size(), inC.Stacks.size());
+    for (std::size_t i = 0; i < here.Stacks.size(); ++i) {
+        ASSERT_EQ(here.Stacks[i].Pnts.size(), inC.Stacks[i].Pnts.size());
+        EXPECT_EQ(here.Stacks[i].Flag, inC.Stacks[i].Flag);
+        EXPECT_EQ(std::memcmp(here.Stacks[i].Pnts.data(), inC.Stacks[i].Pnts.data(),
+                              here.Stacks[i].Pnts.size() * sizeof(tagCalData)),
+                  0)
+            << "table " << i;
+    }
+    // And not merely the same wrong values: decimals survive in keys and rows.
+    EXPECT_EQ(here.ValSize, 80.0);
+    EXPECT_EQ(here.TXL, 0x1.3a92a4p-10);
+    expectRow(here.Pnt[8], 40.0f, -40.0f, 0x1.54947ap+5f, -0x1.548a3ep+5f, "Pnt[8]");
 }

@@ -14,18 +14,21 @@
 // Defaults computed from other values (ValSize/2, the test-line spread) are
 // likewise computed in double and narrowed to float.
 //
-// Keys are read in a fixed order; a conversion error of std::stoi/std::stof
-// (a key whose text does not start with a number) is not caught and leaves
-// the fields read so far in the record.
+// Numbers are read with '.' as the decimal point whatever the host's locale
+// (support/Numbers.h). Keys are read in a fixed order; a conversion error
+// (std::invalid_argument / std::out_of_range for a key whose text does not
+// start with a number) is not caught and leaves the fields read so far in the
+// record.
 #include <zemcal/BcdFile.h>
 #include <zemcal/CfgFile.h>
 #include <zemcal/StringUtil.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
+
+#include "support/Numbers.h"
 
 namespace {
 
@@ -46,15 +49,15 @@ const float kNotMeasured = -100000.0f;
 
 // Splits a point row "xa ya xb yb" on single spaces. Exactly four parts are
 // required: a doubled or leading space makes an empty part and so a fifth
-// one. Each number is read by strtod (text that is not a number gives 0, a
-// trailing '\r' is ignored) and narrowed to float.
+// one. Each number is read by strtod in the "C" locale (text that is not a
+// number gives 0, a trailing '\r' is ignored) and narrowed to float.
 bool parseRow(std::string row, tagCalData& out) {
     std::vector<std::string> parts;
     StringUtil::split(row, " ", parts);
     if (parts.size() != 4) return false;
     float v[4];
     for (int k = 0; k < 4; ++k) {
-        v[k] = static_cast<float>(std::strtod(parts[k].c_str(), nullptr));
+        v[k] = static_cast<float>(zemcal::support::strtodClassic(parts[k].c_str()));
     }
     out.PntA.x = v[0];
     out.PntA.y = v[1];

@@ -5,6 +5,9 @@
 // key wins and a repeated header starts its section afresh. Lookups insert
 // null placeholders for what they did not find (std::map::operator[]), which
 // is why even the getters modify the store; saving and listing skip them.
+//
+// Numbers are read and written with '.' whatever the host's locale (see
+// support/Numbers.h): a file must not change meaning with the machine.
 #include <zemcal/CfgFile.h>
 #include <zemcal/StringUtil.h>
 
@@ -14,6 +17,12 @@
 #include <locale>
 #include <memory>
 #include <stdexcept>
+
+#include "support/Numbers.h"
+
+using zemcal::support::stofClassic;
+using zemcal::support::stoiClassic;
+using zemcal::support::toStringClassic;
 
 namespace {
 
@@ -155,19 +164,19 @@ int CCfgFile::GetInt(std::string section, std::string key, int def) {
     // Leading white space skipped, trailing text (a '\r') ignored; no leading
     // number throws std::invalid_argument.
     const tagDataItem* item = lookup(sections, section, key);
-    return item != nullptr ? std::stoi(item->value, nullptr, 10) : def;
+    return item != nullptr ? stoiClassic(item->value) : def;
 }
 
 float CCfgFile::GetFloat(std::string section, std::string key, float def) {
     const tagDataItem* item = lookup(sections, section, key);
-    return item != nullptr ? std::stof(item->value) : def;
+    return item != nullptr ? stofClassic(item->value) : def;
 }
 
 double CCfgFile::GetDouble(std::string section, std::string key, double def) {
     // Read in single precision on purpose: stored doubles have always carried
     // float precision, and values computed from them depend on that.
     const tagDataItem* item = lookup(sections, section, key);
-    return item != nullptr ? static_cast<double>(std::stof(item->value)) : def;
+    return item != nullptr ? static_cast<double>(stofClassic(item->value)) : def;
 }
 
 void CCfgFile::SetString(std::string section, std::string key, std::string value) {
@@ -199,9 +208,9 @@ void CCfgFile::SetInt(std::string section, std::string key, int value) {
 
 void CCfgFile::SetFloat(std::string section, std::string key, float value) {
     // Fixed notation with six decimals, as in "0.500000".
-    SetString(section, key, std::to_string(static_cast<long double>(value)));
+    SetString(section, key, toStringClassic(static_cast<long double>(value)));
 }
 
 void CCfgFile::SetDouble(std::string section, std::string key, double value) {
-    SetString(section, key, std::to_string(static_cast<long double>(value)));
+    SetString(section, key, toStringClassic(static_cast<long double>(value)));
 }
