@@ -9,120 +9,84 @@
 #include <string>
 #include <vector>
 
+namespace su = StringUtil;
 using Strings = std::vector<std::string>;
 using WStrings = std::vector<std::wstring>;
 
 TEST(StringUtilSplit, PiecesAsDocumented) {
-    struct Case { std::string s, delim; Strings want; };
-    const Case cases[] = {
-        {"a b c", " ", {"a", "b", "c"}},  {"a  b", " ", {"a", "", "b"}},
-        {" a", " ", {"", "a"}},           {"a b ", " ", {"a", "b"}},  // no empty tail
-        {"", " ", {}},                    {"abc", " ", {"abc"}},
-        {"1 2 3 4\r", " ", {"1", "2", "3", "4\r"}},
-        {"ab", "ab", {"", "b"}},
-        // The scan resumes one character past a match, so later pieces keep
-        // the rest of a long delimiter.
-        {"a--b--c", "--", {"a", "-b", "-c"}},
-        {"ab", "", {"", "", ""}},  // an empty delimiter still terminates
+    // split clears out first; wsplit appends to it.
+    const auto split = [](std::string s, const std::string& d) { Strings out{"x"}; su::split(s, d, out); return out; };
+    const auto wsplit = [](std::wstring s, const wchar_t* d) { WStrings out{L"x"}; su::wsplit(s, d, out); return out; };
+    // Empty fields are kept but not an empty tail; the scan resumes one
+    // character past a match, so later pieces keep the rest of a long
+    // delimiter; an empty delimiter still terminates.
+    const struct { std::string s, delim; Strings want; } cases[] = {
+        {"a  b", " ", {"a", "", "b"}}, {"a b ", " ", {"a", "b"}}, {"", " ", {}}, {"ab", "ab", {"", "b"}},
+        {"a--b--c", "--", {"a", "-b", "-c"}}, {"ab", "", {"", "", ""}},
     };
-    for (const Case& c : cases) {
-        Strings out = {"stale"};  // split clears first
-        std::string s = c.s;
-        StringUtil::split(s, c.delim, out);
-        EXPECT_EQ(out, c.want) << '"' << c.s << "\" / \"" << c.delim << '"';
-    }
-    const WStrings wcases[][2] = {
-        // {input, delimiters}, then what is appended after the "x" already held
-        {{L"a,b,", L",;"}, {L"x", L"a", L"b", L""}},
-        {{L"", L","}, {L"x", L""}},
-        {{L",", L","}, {L"x", L"", L""}},
-        {{L"a,b", L""}, {L"x", L"a,b"}},
-    };
-    for (const auto& c : wcases) {
-        WStrings out = {L"x"};
-        std::wstring s = c[0][0];
-        StringUtil::wsplit(s, c[0][1], out);
-        EXPECT_EQ(out, c[1]);
-    }
+    for (const auto& c : cases) EXPECT_EQ(split(c.s, c.delim), c.want) << '"' << c.s << "\" / \"" << c.delim << '"';
+
+    // wsplit always keeps the tail, even when empty.
+    EXPECT_EQ(wsplit(L"a,b,", L",;"), WStrings({L"x", L"a", L"b", L""}));
+    EXPECT_EQ(wsplit(L"", L","), WStrings({L"x", L""}));
+    EXPECT_EQ(wsplit(L",", L","), WStrings({L"x", L"", L""}));
 }
 
 TEST(StringUtilEdit, TrimReplaceAndCase) {
-    std::string s = "[S]\r\r";
-    EXPECT_EQ(&StringUtil::rtrim(s, "\r"), &s);
-    EXPECT_EQ(s, "[S]");
-    s = "\r\r";
-    EXPECT_EQ(StringUtil::rtrim(s, "\r"), "");
-    s = "abc";
-    EXPECT_EQ(StringUtil::rtrim(s, ""), "abc");
-    s = " \ta\t ";
-    EXPECT_EQ(StringUtil::trim(s, " \t"), "a");
-    s = std::string("\0ab\0", 4);  // the set's own NUL is not a member
-    EXPECT_EQ(StringUtil::trim(s, "x").size(), 4u);
+    std::string s = "[S]\r\r", all = "\r\r", both = " \ta\t ", nuls("\0ab\0", 4);
+    EXPECT_EQ(&su::rtrim(s, "\r"), &s);  // in place
+    EXPECT_TRUE(s == "[S]" && su::rtrim(all, "\r").empty() && su::trim(both, " \t") == "a");
+    EXPECT_EQ(su::trim(nuls, "x").size(), 4u);  // the set's own NUL is not a member
 
-    struct Case { std::string s, from, to, want; };
-    const Case cases[] = {
-        {"aaa", "a", "aa", "aaaaaa"},
-        {"abcabc", "bc", "X", "aXaX"},
-        {"aaaa", "aa", "a", "aa"},  // resumes after the replacement: aaaa, aaa, aa
-        {"abc", "", "y", "abc"},    // empty pattern: unchanged, no endless loop
-    };
-    for (const Case& c : cases) {
+    // Left to right, never matching inserted text; an empty pattern changes nothing.
+    const struct { std::string s, from, to, want; } cases[] = {
+        {"aaa", "a", "aa", "aaaaaa"}, {"aaaa", "aa", "a", "aa"}, {"abc", "", "y", "abc"}};
+    for (const auto& c : cases) {
         s = c.s;
-        EXPECT_EQ(StringUtil::ReplaceInPlace(s, c.from, c.to), c.want) << c.s << '/' << c.from;
+        EXPECT_EQ(su::ReplaceInPlace(s, c.from, c.to), c.want) << c.s << '/' << c.from;
         EXPECT_EQ(s, c.want);
     }
     std::wstring w = L"x.y.z";
-    EXPECT_EQ(StringUtil::ReplaceInPlace(w, L".", L"::"), L"x::y::z");
+    EXPECT_EQ(su::ReplaceInPlace(w, L".", L"::"), L"x::y::z");
 
-    s = "aBc-1\xe9";
-    EXPECT_EQ(StringUtil::toUpper(s), "ABC-1\xe9");  // a high byte stays as it is
-    EXPECT_EQ(StringUtil::toLower(s), "abc-1\xe9");
-    EXPECT_EQ(s, "abc-1\xe9");
+    s = "aBc-1\xe9";  // a high byte stays as it is; the case functions work in place
+    EXPECT_TRUE(su::toUpper(s) == "ABC-1\xe9" && su::toLower(s) == "abc-1\xe9" && s == "abc-1\xe9");
     w = L"Cal5";
-    EXPECT_EQ(StringUtil::toUpper(w), L"CAL5");
+    EXPECT_EQ(su::toUpper(w), L"CAL5");
 }
 
 TEST(StringUtilCompare, NoCaseAndTheAffixTests) {
-    EXPECT_LT(StringUtil::compareNoCase("abc", "ABD"), 0);
-    EXPECT_EQ(StringUtil::compareNoCase("ABC", "abc"), 0);
-    EXPECT_LT(StringUtil::compareNoCase("ab", "ABC"), 0);
-    EXPECT_GT(StringUtil::compareNoCase("b", "A"), 0);
-
+    EXPECT_TRUE(su::compareNoCase("abc", "ABD") < 0 && su::compareNoCase("ab", "ABC") < 0 &&
+                su::compareNoCase("ABC", "abc") == 0 && su::compareNoCase("b", "A") > 0);
     // startWith tests a suffix; endWith is true only for an empty t.
-    struct Case { std::string s, t; bool start, end; };
-    const Case cases[] = {
+    const struct { std::string s, t; bool start, end; } cases[] = {
         {"IMAGE.BMP", ".bmp", true, false}, {"abc", "a", false, false}, {"abc", "c", true, false},
         {"ab", "abc", false, false},        {"abc", "", true, true},    {"", "", true, true},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(StringUtil::startWith(c.s, c.t), c.start) << c.s << '/' << c.t;
-        EXPECT_EQ(StringUtil::endWith(c.s, c.t), c.end) << c.s << '/' << c.t;
+    for (const auto& c : cases) {
+        EXPECT_EQ(su::startWith(c.s, c.t), c.start) << c.s << '/' << c.t;
+        EXPECT_EQ(su::endWith(c.s, c.t), c.end) << c.s << '/' << c.t;
     }
 }
 
 TEST(StringUtilNumbers, FormattingAndParsing) {
-    EXPECT_EQ(StringUtil::format("PNT%d", 7), "PNT7");
+    EXPECT_EQ(su::format("PNT%d", 7), "PNT7");
     const std::string big(3000, 'q');
-    EXPECT_EQ(StringUtil::format("%s", big.c_str()), big.substr(0, 2047));
-    EXPECT_EQ(StringUtil::format("%s", big.substr(0, 2047).c_str()).size(), 2047u);
+    EXPECT_EQ(su::format("%s", big.c_str()), big.substr(0, 2047));
+    EXPECT_EQ(su::format("%s", big.substr(0, 2047).c_str()).size(), 2047u);
 
-    EXPECT_EQ(StringUtil::to_string(-5), "-5");
-    EXPECT_EQ(StringUtil::to_string(1234567890123L), "1234567890123");
-    EXPECT_EQ(StringUtil::to_string(0.1), "0.1");
-    EXPECT_EQ(StringUtil::to_string(100.0), "100");
-    EXPECT_EQ(StringUtil::to_string(1234567.0), "1.23457e+06");
-    EXPECT_EQ(StringUtil::to_string(L'A'), "65");  // the code, not the character
-    EXPECT_EQ(StringUtil::to_wstring(-7), L"-7");
-    EXPECT_EQ(StringUtil::to_wstring(1.5), L"1.5");
+    // Default stream formatting; a wchar_t gives its decimal code, not the character.
+    EXPECT_EQ(Strings({su::to_string(-5), su::to_string(1234567890123L), su::to_string(0.1), su::to_string(100.0),
+                       su::to_string(1234567.0), su::to_string(L'A')}),
+              Strings({"-5", "1234567890123", "0.1", "100", "1.23457e+06", "65"}));
+    EXPECT_EQ(su::to_wstring(-7) + L" " + su::to_wstring(1.5), L"-7 1.5");
 
-    for (const wchar_t* yes : {L"", L".", L"1.2.3", L"-", L"+.", L"-12.5"}) EXPECT_TRUE(StringUtil::IsNum(yes)) << yes;
-    for (const wchar_t* no : {L"1-2", L"1e5", L" 1", L"++1", L"12a"}) EXPECT_FALSE(StringUtil::IsNum(no)) << no;
+    for (const wchar_t* yes : {L"", L".", L"1.2.3", L"-", L"+.", L"-12.5"}) EXPECT_TRUE(su::IsNum(yes)) << yes;
+    for (const wchar_t* no : {L"1-2", L"1e5", L" 1", L"++1", L"12a"}) EXPECT_FALSE(su::IsNum(no)) << no;
 
-    EXPECT_EQ(StringUtil::hexStrToi(L"ff"), 255);
-    EXPECT_EQ(StringUtil::hexStrToi(L"  -0x10"), -16);
-    EXPECT_EQ(StringUtil::hexStrToi(L"0XfG"), 15);
-    EXPECT_EQ(StringUtil::hexStrToi(L"zz"), 0);
-    EXPECT_EQ(StringUtil::hexStrToi(L"7fffffffffffffffff"), LONG_MAX);
+    EXPECT_EQ(std::vector<long>({su::hexStrToi(L"ff"), su::hexStrToi(L"  -0x10"), su::hexStrToi(L"0XfG"),
+                                 su::hexStrToi(L"zz"), su::hexStrToi(L"7fffffffffffffffff")}),
+              std::vector<long>({255, -16, 15, 0, LONG_MAX}));
     EXPECT_EQ(std::wstring(DELIMITER), std::wstring(L" \t\n\r\f\v"));
 }
 
@@ -130,15 +94,13 @@ TEST(StringUtilConvert, MultibyteAndWide) {
     // The conversions ask for "chs.UTF-8"; where that locale is missing the
     // caller's LC_CTYPE decides, so set one and restore the original after.
     const std::string saved = std::setlocale(LC_CTYPE, nullptr);
-    EXPECT_EQ(StringUtil::to_wstring(std::string()), L"");
-    EXPECT_EQ(StringUtil::to_string(std::wstring()), "");
-    EXPECT_EQ(StringUtil::to_wstring("Cal5 PNT0"), L"Cal5 PNT0");
-    EXPECT_EQ(StringUtil::to_string(L"Cal5 PNT0"), "Cal5 PNT0");
+    EXPECT_TRUE(su::to_wstring(std::string()).empty() && su::to_string(std::wstring()).empty());
+    EXPECT_TRUE(su::to_wstring("Cal5 PNT0") == L"Cal5 PNT0" && su::to_string(L"Cal5 PNT0") == "Cal5 PNT0");
     if (std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr) {
-        EXPECT_EQ(StringUtil::to_wstring("a\xc3\xa9"), L"a\x00e9");
-        EXPECT_EQ(StringUtil::to_wstring("ab\xff" "cd"), L"ab");  // stops at the bad byte
-        EXPECT_EQ(StringUtil::to_string(L"a\x00e9\x4e2d"), "a\xc3\xa9\xe4\xb8\xad");
-        EXPECT_EQ(StringUtil::to_string(std::wstring(L"a\xd800")), "");  // no partial text
+        EXPECT_EQ(su::to_wstring("a\xc3\xa9"), L"a\x00e9");
+        EXPECT_EQ(su::to_wstring("ab\xff" "cd"), L"ab");  // stops at the bad byte
+        EXPECT_EQ(su::to_string(L"a\x00e9\x4e2d"), "a\xc3\xa9\xe4\xb8\xad");
+        EXPECT_EQ(su::to_string(std::wstring(L"a\xd800")), "");  // no partial text
     }
     std::setlocale(LC_CTYPE, saved.c_str());
 }
