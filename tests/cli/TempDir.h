@@ -3,6 +3,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 class TempDir {
@@ -21,6 +23,15 @@ public:
 
     /// A path inside the directory.
     std::string file(const std::string& name) const { return (path_ / name).string(); }
+    /// Whole files inside the directory, as bytes (empty when unreadable).
+    std::string read(const std::string& name) const {
+        std::ostringstream s;
+        s << std::ifstream(file(name), std::ios::binary).rdbuf();
+        return s.str();
+    }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(file(name), std::ios::binary) << bytes;
+    }
 
 private:
     std::filesystem::path path_;

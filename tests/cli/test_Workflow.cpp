@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <stdexcept>
 
 #include "Evaluate.h"
 #include "FieldErrors.h"
@@ -15,6 +16,14 @@ using namespace zemcal_tool;
 
 namespace {
 
+std::FILE* const kNull = std::fopen("/dev/null", "w");  // progress is not looked at
+
+HeadParams edited(void (*edit)(HeadParams&)) {
+    HeadParams p;
+    edit(p);
+    return p;
+}
+
 struct HeadCase {
     const char* name;
     HeadParams head;
@@ -23,54 +32,23 @@ struct HeadCase {
     // the revised one leaves it to shear and cross terms), so a mounting
     // rotation stays until the grid tables take it out.
     double ninePointShare;
-    double maxAfterTwoPassesUm;  // bound on the largest error of the full calibration
 };
-
-HeadParams defaultHead() { return HeadParams{}; }
-
-HeadParams swappedHead() {
-    HeadParams p;
-    p.swap = true;
-    p.invertX = true;
-    p.rotationDeg = -0.4;
-    p.offsetX = -0.1;
-    p.seed = 7;
-    return p;
-}
-
-HeadParams longLensHead() {
-    HeadParams p;
-    p.focal = 254.0;
-    p.f3 = -20.0;
-    p.invertY = true;
-    p.trapezoidX = -0.2;
-    p.seed = 3;
-    return p;
-}
 
 const HeadCase kHeads[] = {
-    {"default head", defaultHead(), 0.25, 5.0},
-    {"swapped, x inverted", swappedHead(), 0.5, 5.0},
-    {"254 mm lens, y inverted", longLensHead(), 0.5, 5.0},
-};
-
-struct Null {
-    std::FILE* f = std::fopen("/dev/null", "w");
-    ~Null() { std::fclose(f); }
+    {"default head", HeadParams{}, 0.25},
+    {"swapped, x inverted", edited([](HeadParams& p) {
+         p.swap = p.invertX = true, p.rotationDeg = -0.4, p.offsetX = -0.1, p.seed = 7;
+     }), 0.5},
+    {"254 mm lens, y inverted", edited([](HeadParams& p) {
+         p.focal = 254.0, p.f3 = -20.0, p.invertY = true, p.trapezoidX = -0.2, p.seed = 3;
+     }), 0.5},
 };
 
 FieldReport simulateAndEvaluate(const HeadParams& head, const std::string& path, int grid, int passes) {
-    Null null;
-    runSimulation(head, {path, grid, passes}, null.f);
-    const LoadedCalibration lc = loadForHead(path, head, null.f);
+    runSimulation(head, {path, grid, passes}, kNull);
+    const LoadedCalibration lc = loadForHead(path, head, kNull);
     VirtualHead h(head);
     return evaluateField(*lc.rec, Rig(h), 101);
-}
-
-void expectNoClamping(const FieldReport& r) {
-    EXPECT_EQ(r.uncorrected.clamped, 0);
-    EXPECT_EQ(r.ninePoint.clamped, 0);
-    EXPECT_EQ(r.full.clamped, 0);
 }
 
 }  // namespace
@@ -82,36 +60,31 @@ TEST(Workflow, NinePointsAndGridPassesReduceTheErrorStepByStep) {
         const FieldReport classic = simulateAndEvaluate(c.head, dir.file("nine.cor"), 0, 1);
         const FieldReport one = simulateAndEvaluate(c.head, dir.file("one.zcal"), 17, 1);
         const FieldReport two = simulateAndEvaluate(c.head, dir.file("two.zcal"), 17, 2);
-
-        // The same head, the same linear commands.
-        EXPECT_EQ(classic.uncorrected.maxUm, two.uncorrected.maxUm);
+        // The same head, the same linear commands; the default head starts
+        // about 2 mm off in the corners (1.8 to 2.6 mm).
+        const double raw = classic.uncorrected.maxUm;
+        EXPECT_EQ(two.uncorrected.maxUm, raw);
+        EXPECT_TRUE(&c != &kHeads[0] || (raw > 1800.0 && raw < 2600.0)) << raw;
         // Either nine-point fit removes most of the raw error.
-        EXPECT_LT(classic.ninePoint.maxUm, c.ninePointShare * classic.uncorrected.maxUm);
-        EXPECT_LT(two.ninePoint.maxUm, c.ninePointShare * two.uncorrected.maxUm);
+        EXPECT_LT(classic.ninePoint.maxUm, c.ninePointShare * raw);
+        EXPECT_LT(two.ninePoint.maxUm, c.ninePointShare * raw);
         EXPECT_EQ(classic.full.maxUm, classic.ninePoint.maxUm);  // no tables in a text file
         // Pass one and pass two each reduce the largest error.
         EXPECT_EQ(one.ninePoint.maxUm, two.ninePoint.maxUm);
         EXPECT_LT(one.full.maxUm, 0.1 * one.ninePoint.maxUm);
         EXPECT_LT(two.full.maxUm, one.full.maxUm);
-        EXPECT_LT(two.full.maxUm, c.maxAfterTwoPassesUm);
+        EXPECT_LT(two.full.maxUm, 5.0);
         EXPECT_LE(two.full.p95Um, two.full.maxUm);
         EXPECT_LE(two.full.rmsUm, two.full.maxUm);
-        expectNoClamping(classic);
-        expectNoClamping(two);
+        for (const FieldReport* r : {&classic, &one, &two})
+            EXPECT_EQ(r->uncorrected.clamped + r->ninePoint.clamped + r->full.clamped, 0);
     }
 }
 
-TEST(Workflow, DefaultHeadStartsFromAboutTwoMillimetres) {
-    TempDir dir;
-    const FieldReport r = simulateAndEvaluate(HeadParams{}, dir.file("nine.cor"), 0, 1);
-    EXPECT_GT(r.uncorrected.maxUm, 1800.0);
-    EXPECT_LT(r.uncorrected.maxUm, 2600.0);
-}
-
+// Grid tables go only into a binary file; grid size and pass count are bounded.
 TEST(Workflow, RefusesGridTablesInATextFileName) {
     TempDir dir;
-    Null null;
-    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("grid.cor"), 17, 1}, null.f), std::runtime_error);
-    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("g.zcal"), 2, 1}, null.f), std::runtime_error);
-    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("g.zcal"), 17, 0}, null.f), std::runtime_error);
+    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("grid.cor"), 17, 1}, kNull), std::runtime_error);
+    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("g.zcal"), 2, 1}, kNull), std::runtime_error);
+    EXPECT_THROW(runSimulation(HeadParams{}, {dir.file("g.zcal"), 17, 0}, kNull), std::runtime_error);
 }

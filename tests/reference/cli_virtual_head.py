@@ -51,15 +51,17 @@ flipped = dict(mounted, swap=True, ix=True)
 
 k = 65535 / 110.0
 cases = [
-    ("IdealCorner", "Ideal", ideal, 32768 + 50 * k, 32768 + 50 * k),
-    ("IdealEdgeX", "Ideal", ideal, 32768 + 50 * k, 32768),
-    ("IdealOffAxis", "Ideal", ideal, 32768 - 20 * k, 32768 + 35 * k),
-    ("MountedCentre", "Mounted", mounted, 32768, 32768),
-    ("MountedCorner", "Mounted", mounted, 32768 - 50 * k, 32768 - 50 * k),
-    ("MountedTopRight", "Mounted", mounted, 32768 + 45 * k, 32768 + 30 * k),
-    ("CubicLens", "Cubic", cubic, 32768 + 40 * 65535 / 120.0, 32768 - 55 * 65535 / 120.0),
-    ("SwappedInverted", "Flipped", flipped, 32768 + 40 * k, 32768 - 10 * k),
+    ("IdealCorner", "I", ideal, 32768 + 50 * k, 32768 + 50 * k),
+    ("IdealEdgeX", "I", ideal, 32768 + 50 * k, 32768),
+    ("IdealOffAxis", "I", ideal, 32768 - 20 * k, 32768 + 35 * k),
+    ("MountedCentre", "M", mounted, 32768, 32768),
+    ("MountedCorner", "M", mounted, 32768 - 50 * k, 32768 - 50 * k),
+    ("MountedTopRight", "M", mounted, 32768 + 45 * k, 32768 + 30 * k),
+    ("CubicLens", "C", cubic, 32768 + 40 * 65535 / 120.0, 32768 - 55 * 65535 / 120.0),
+    ("SwappedInverted", "M sx", flipped, 32768 + 40 * k, 32768 - 10 * k),
 ]
-for name, pname, p, gx, gy in cases:
+# The second field names the head as the C++ test builds it: I ideal, M
+# mounted, C cubic lens; after a space, s swap, x invert-x, y invert-y.
+for name, head, p, gx, gy in cases:
     x, y = land(p, gx, gy)
-    print('    {"%s", k%s, %.17g, %.17g, %.17g, %.17g},' % (name, pname, gx, gy, x, y))
+    print('        {"%s", "%s", %.17g, %.17g, %.17g, %.17g},' % (name, head, gx, gy, x, y))
