@@ -22,45 +22,30 @@ namespace {
 
 // A file in the test temp directory, unique per process, removed at the end.
 struct TempFile {
-    TempFile() {
-        static int serial = 0;
-        path = ::testing::TempDir() + "zemcal_cfg_" + std::to_string(::getpid()) + '_' +
-               std::to_string(serial++) + ".ini";
-        std::remove(path.c_str());
-    }
+    const std::string path = ::testing::TempDir() + "zemcal_cfg_" + std::to_string(::getpid()) + '_' +
+                             std::to_string(serial++) + ".ini";
+    static inline int serial = 0;
+    TempFile() { std::remove(path.c_str()); }
     ~TempFile() { std::remove(path.c_str()); }
     void write(const std::string& bytes) const { std::ofstream(path, std::ios::binary) << bytes; }
     std::string read() const {
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
-    std::string path;
 };
 
-std::uint64_t bits(double d) {
-    std::uint64_t u;
-    std::memcpy(&u, &d, sizeof u);
-    return u;
-}
-
 // Puts the whole process under a comma-decimal locale, as a host that called
-// setlocale(LC_ALL, "") on a German desktop does; restores the previous one.
-class CommaLocale {
-public:
-    CommaLocale() : previous_(std::setlocale(LC_ALL, nullptr)) {
+// setlocale(LC_ALL, "") on a German desktop does; back to "C" at the end.
+struct CommaLocale {
+    bool active = false;
+    CommaLocale() {
         for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
-            if (std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',') return;
+            active = std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',';
+            if (active) return;
         }
-        std::setlocale(LC_ALL, previous_.c_str());
-        previous_.clear();
+        std::setlocale(LC_ALL, "C");
     }
-    ~CommaLocale() {
-        if (active()) std::setlocale(LC_ALL, previous_.c_str());
-    }
-    bool active() const { return !previous_.empty(); }
-
-private:
-    std::string previous_;
+    ~CommaLocale() { std::setlocale(LC_ALL, "C"); }
 };
 
 // A conversion's result as comparable text: the value's bits or the exception.
@@ -70,11 +55,11 @@ std::string outcome(Convert convert) {
         const T v = convert();
         std::uint64_t u = 0;
         std::memcpy(&u, &v, sizeof v);
-        return std::to_string(u);
+        return std::to_string(u) + ' ';
     } catch (const std::invalid_argument&) {
-        return "invalid_argument";
+        return "invalid_argument ";
     } catch (const std::out_of_range&) {
-        return "out_of_range";
+        return "out_of_range ";
     }
 }
 
@@ -82,24 +67,17 @@ std::string outcome(Convert convert) {
 
 TEST(CfgFileLoad, LineRules) {
     struct Case { const char* name; std::string text, section, key, want; };
+    // More rules (spaces kept, '=' in values, '#', CR-only lines, text before
+    // the first header, no final newline) are pinned by the round trip below.
     const Case cases[] = {
-        {"plain", "[ABC]\nk=v\n", "ABC", "k", "v"},
         {"last char dropped", "[ABC\nk=v\n", "AB", "k", "v"},
         {"CR cut from header only", "[ABC]\r\nk=v\r\n", "ABC", "k", "v\r"},
-        {"empty name", "[]\nk=v\n", "", "k", "v"},
         {"lone bracket", "[\nk=v\n", "", "k", "v"},
-        {"spaces kept", "[S]\nkey = 5\n", "S", "key ", " 5"},
         {"bare word", "[S]\nflag\n", "S", "flag", "flag"},
-        {"CR-only line", "[S]\r\n\r\nk=v\r\n", "S", "\r", "\r"},
-        {"first '=' splits", "[S]\na=b=c\n", "S", "a", "b=c"},
         {"no trailing comment", "[S]\nk=v ; note\n", "S", "k", "v ; note"},
-        {"no hash comment", "[S]\n#k=v\n", "S", "#k", "v"},
         {"comment only in column 1", "[S]\n;k=v\n", "S", ";k", "<def>"},
-        {"before first header", "k=v\n[S]\n", "S", "k", "<def>"},
         {"first duplicate wins", "[S]\nk=1\nk=2\n", "S", "k", "1"},
         {"repeated header discards", "[S]\na=1\n[T]\n[S]\nb=2\n", "S", "a", "<def>"},
-        {"repeated header keeps later", "[S]\na=1\n[S]\nb=2\n", "S", "b", "2"},
-        {"no final newline", "[S]\nk=v", "S", "k", "v"},
     };
     for (const Case& c : cases) {
         TempFile f;
@@ -110,18 +88,6 @@ TEST(CfgFileLoad, LineRules) {
     }
 }
 
-TEST(CfgFileLoad, MissingFileAndReloadGiveDefaults) {
-    TempFile f;
-    CCfgFile cfg;
-    EXPECT_TRUE(cfg.loadItems(f.path));  // does not exist
-    EXPECT_EQ(cfg.GetInt("S", "k", 42), 42);
-    f.write("[S]\nk=1\n");
-    cfg.loadItems(f.path);
-    f.write("; only a comment\n\n");
-    cfg.loadItems(f.path);  // replaces everything loaded before
-    EXPECT_EQ(cfg.GetInt("S", "k", 42), 42);
-}
-
 TEST(CfgFileGet, Conversions) {
     TempFile f;
     f.write("[S]\nkey = 5\ncr= 7\r\ntenth=0.1\nword=abc\nhuge=1e40\nbig=99999999999\n");
@@ -130,8 +96,8 @@ TEST(CfgFileGet, Conversions) {
     EXPECT_EQ(cfg.GetInt("S", "key ", 0), 5);
     EXPECT_EQ(cfg.GetInt("S", "cr", 0), 7);
     EXPECT_EQ(cfg.GetFloat("S", "tenth", 0.0f), 0.1f);
-    // Read through float: the double nearest to 0.1f, not 0.1.
-    EXPECT_EQ(bits(cfg.GetDouble("S", "tenth", 0.0)), 0x3FB99999A0000000u);
+    // Read through float: the double nearest to 0.1f (0x3FB99999A0000000), not 0.1.
+    EXPECT_EQ(cfg.GetDouble("S", "tenth", 0.0), 0x1.99999ap-4);
     EXPECT_EQ(cfg.GetDouble("S", "absent", 0.1), 0.1);  // the default is not narrowed
     EXPECT_THROW(cfg.GetInt("S", "word", 0), std::invalid_argument);
     EXPECT_THROW(cfg.GetFloat("S", "word", 0.0f), std::invalid_argument);
@@ -160,11 +126,18 @@ TEST(CfgFileSave, MessyFileRoundTripsToExactBytes) {
               "a = 1\r\nb=2\r\nflag\r=flag\r\n");
 }
 
+// A missing file loads as empty, a reload replaces everything, an empty store
+// leaves the file alone, and the listing skips placeholders.
 TEST(CfgFileSave, EmptyStoreLeavesFileAndListSkipsPlaceholders) {
     TempFile f;
-    f.write("untouched");
     CCfgFile cfg;
-    EXPECT_EQ(cfg.GetString("S", "k", "d"), "d");  // a placeholder section only
+    EXPECT_TRUE(cfg.loadItems(f.path));  // does not exist
+    EXPECT_EQ(cfg.GetInt("S", "k", 42), 42);
+    f.write("[S]\nk=1\n");
+    cfg.loadItems(f.path);
+    f.write("untouched");
+    cfg.loadItems(f.path);
+    EXPECT_EQ(cfg.GetInt("S", "k", 42), 42);  // leaves a placeholder section only
     cfg.resetData();
     EXPECT_TRUE(cfg.saveItems(f.path));
     EXPECT_EQ(f.read(), "untouched");
@@ -194,53 +167,47 @@ TEST(CfgFileSet, EachSetterRewritesTheFile) {
     cfg.SetString("P", "k", "v");
     cfg.SetString("S", "n", "replaced");
     EXPECT_EQ(f.read(), "[A]\nd=0.333333\n[P]\nk=v\n[S]\nf=0.500000\nlate=x\nn=replaced\n");
-    std::string dumps;
-    for (int i = 0; i < 6; ++i) dumps += "mymap contains:\n";  // one per save
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), dumps);
+    ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(cfg.GetDouble("A", "d", 0.0), static_cast<double>(0.333333f));
 }
 
+// Under a comma-decimal locale every getter gives what the standard
+// conversion gives in "C", and the setters still write '.'.
 TEST(CfgFileLocale, NumbersReadAndWriteAsInTheCLocale) {
     // Decimals, signs, white space, a comma, trailing text, hexadecimal,
     // non-finite values, both ERANGE cases, no number at all, the int limits.
-    const std::string values[] = {
+    const std::vector<std::string> values = {
         "0.5",  "-1.25e-3", " \t2.5", "+7",    "0,5",         "1.5xyz",      "0x1.8p1",
         "0x10", "nan",      "-inf",   "1e39",  "1e-50",       "abc",         "",
         "3.999", "1e",      ".5e1\r", "99999999999", "2147483647", "-2147483648",
     };
     TempFile f;
     std::string text = "[N]\n";
-    for (std::size_t i = 0; i < std::size(values); ++i) {
-        text += "v" + std::to_string(i) + '=' + values[i] + '\n';
-    }
+    for (std::size_t i = 0; i < values.size(); ++i) text += "v" + std::to_string(i) + '=' + values[i] + '\n';
     f.write(text);
 
     // Expected: the standard conversions in the "C" locale every test starts in.
     ASSERT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
     std::vector<std::string> want;
     for (const std::string& v : values) {
-        want.push_back(outcome<int>([&] { return std::stoi(v, nullptr, 10); }) + " " +
-                       outcome<float>([&] { return std::stof(v); }) + " " +
+        want.push_back(outcome<int>([&] { return std::stoi(v, nullptr, 10); }) +
+                       outcome<float>([&] { return std::stof(v); }) +
                        outcome<double>([&] { return static_cast<double>(std::stof(v)); }));
     }
 
     CommaLocale comma;
-    if (!comma.active()) {
-        GTEST_SKIP() << "no comma-decimal locale installed (scripts/install-deps.sh makes de_DE.UTF-8)";
-    }
+    if (!comma.active) GTEST_SKIP() << "no comma-decimal locale (scripts/install-deps.sh makes de_DE.UTF-8)";
     ASSERT_EQ(std::stof("0.5"), 0.0f);  // the plain conversion now stops at '.'
-
     CCfgFile cfg;
     cfg.loadItems(f.path);
-    for (std::size_t i = 0; i < std::size(values); ++i) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
         const std::string key = "v" + std::to_string(i);
-        EXPECT_EQ(outcome<int>([&] { return cfg.GetInt("N", key, 0); }) + " " +
-                      outcome<float>([&] { return cfg.GetFloat("N", key, 0.0f); }) + " " +
+        EXPECT_EQ(outcome<int>([&] { return cfg.GetInt("N", key, 0); }) +
+                      outcome<float>([&] { return cfg.GetFloat("N", key, 0.0f); }) +
                       outcome<double>([&] { return cfg.GetDouble("N", key, 0.0); }),
                   want[i])
             << '"' << values[i] << '"';
     }
-    EXPECT_EQ(cfg.GetFloat("N", "v0", 0.0f), 0.5f);  // one spelled out
 
     TempFile out;
     CCfgFile writer;
@@ -248,8 +215,7 @@ TEST(CfgFileLocale, NumbersReadAndWriteAsInTheCLocale) {
     ::testing::internal::CaptureStdout();
     writer.SetFloat("S", "f", 0.5f);
     writer.SetDouble("S", "d", -1234.5);
-    writer.SetDouble("S", "big", 1e20);
     writer.SetInt("S", "i", -1234567);
     ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out.read(), "[S]\nbig=100000000000000000000.000000\nd=-1234.500000\nf=0.500000\ni=-1234567\n");
+    EXPECT_EQ(out.read(), "[S]\nd=-1234.500000\nf=0.500000\ni=-1234567\n");
 }
