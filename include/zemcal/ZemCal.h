@@ -15,5 +15,6 @@
 #include <zemcal/LenPar.h>
 #include <zemcal/MVLPkg.h>
 #include <zemcal/MvLsmFit.h>
+#include <zemcal/PointCorrector.h>
 #include <zemcal/StringUtil.h>
 #include <zemcal/Version.h>

@@ -18,24 +18,25 @@
 //   tail        line ratios (Grid 1), + Center, clamp to [0, Resolution]
 // The classic engine (version 'P') has no quadratic step: x1 = x, y1 = y.
 // Shaping, residual and tail live in CorrectionSteps.h, shared with
-// CalibPoint6.
-// Results are relative to the centre until the tail adds Center.
+// CalibPoint6. Results are relative to the centre until the tail adds Center.
 //
 // The narrowing between stages is part of the result: calibration files
 // and the coefficients fitted from them were produced with exactly these
 // float round trips, so a point must go through the same ones to land on
 // the same galvo unit.
+//
+// The engines take the residual E ready made (LsmEngines.h), so that the
+// prepared corrector can run them with its own way of finding E.
 
 #include <cmath>
 
 #include <zemcal/CalibAlg.h>
 
 #include "CorrectionSteps.h"
+#include "LsmEngines.h"
+#include "OneCopy.h"
 
-using zemcal_detail::DeviceScale;
-using zemcal_detail::FinishLsmPoint;
-using zemcal_detail::GridResidual;
-using zemcal_detail::ShapeStage;
+namespace zemcal_detail {
 
 namespace {
 
@@ -60,20 +61,14 @@ AxisScales ResidualScales(const tagLenPar& lp) {
 
 }  // namespace
 
-bool CCalibAlg::CalibLSM(const tagLenPar& lp, const tagVeyPointF& p, tagVeyPointF& out) {
-    if (lp.Version == CalVerClassic) return CalibPoint2(lp, p, out);
-    return CalibPoint2_new(lp, p, out);
-}
-
-bool CCalibAlg::CalibPoint2_new(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF& out) {
+ZEMCAL_ONE_COPY void RevisedLsmPoint(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF e,
+                                     tagVeyPointF& out) {
     const double k = DeviceScale(lp);
 
     const float x1 = static_cast<float>(lp.QX[1] * p.x * p.x + p.x);
     const float y1 = static_cast<float>(lp.QY[1] * p.y * p.y + p.y);
     const tagVeyPointF dev = ToDevice(lp, ShapeStage(lp, x1, y1), k);
-
     const AxisScales scale = ResidualScales(lp);
-    const tagVeyPointF e = GridResidual(lp, p);
 
     // A residual of at most 1 um is at the level of the grid's measuring
     // noise: it is applied at one quarter (zero included), where the classic
@@ -84,15 +79,13 @@ bool CCalibAlg::CalibPoint2_new(const tagLenPar& lp, tagVeyPointF p, tagVeyPoint
     const float y = static_cast<float>(dev.y - wy * e.y * k * scale.y);
 
     FinishLsmPoint(lp, p, x, y, out);
-    return true;
 }
 
-bool CCalibAlg::CalibPoint2(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF& out) {
+ZEMCAL_ONE_COPY void ClassicLsmPoint(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF e,
+                                     tagVeyPointF& out) {
     const double k = DeviceScale(lp);
     const tagVeyPointF dev = ToDevice(lp, ShapeStage(lp, p.x, p.y), k);
-
     const AxisScales scale = ResidualScales(lp);
-    const tagVeyPointF e = GridResidual(lp, p);
 
     // Residuals below 1 um are left out; at or above, applied in full.
     float x = dev.x;
@@ -101,11 +94,36 @@ bool CCalibAlg::CalibPoint2(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF& o
     if (std::fabs(e.y) >= 0.001) y = static_cast<float>(dev.y - e.y * k * scale.y);
 
     FinishLsmPoint(lp, p, x, y, out);
+}
+
+void LsmPoint(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF e, tagVeyPointF& out) {
+    if (lp.Version == CalVerClassic) {
+        ClassicLsmPoint(lp, p, e, out);
+    } else {
+        RevisedLsmPoint(lp, p, e, out);
+    }
+}
+
+}  // namespace zemcal_detail
+
+bool CCalibAlg::CalibLSM(const tagLenPar& lp, const tagVeyPointF& p, tagVeyPointF& out) {
+    const tagVeyPointF in = p;  // out may be p
+    zemcal_detail::LsmPoint(lp, in, zemcal_detail::GridResidual(lp, in), out);
+    return true;
+}
+
+bool CCalibAlg::CalibPoint2_new(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF& out) {
+    zemcal_detail::RevisedLsmPoint(lp, p, zemcal_detail::GridResidual(lp, p), out);
+    return true;
+}
+
+bool CCalibAlg::CalibPoint2(const tagLenPar& lp, tagVeyPointF p, tagVeyPointF& out) {
+    zemcal_detail::ClassicLsmPoint(lp, p, zemcal_detail::GridResidual(lp, p), out);
     return true;
 }
 
 bool CCalibAlg::ShapePoint(const tagLenPar& lp, const tagVeyPointF& p, tagVeyPointF& out) {
-    out = ShapeStage(lp, p.x, p.y);
+    out = zemcal_detail::ShapeStage(lp, p.x, p.y);
     return true;
 }
 

@@ -9,8 +9,11 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 
 #include <zemcal/CalibAlg.h>
+
+#include "Lanes.h"
 
 namespace zemcal_detail {
 
@@ -43,35 +46,54 @@ inline tagVeyPointF ShapeStage(const tagLenPar& lp, float x1, float y1) {
     return {static_cast<float>(x3 * lp.SX), static_cast<float>(y3 * lp.SY)};
 }
 
-/// Sum of the measured residuals (mm) of every grid table at p, in the
-/// frame of the output point.
-///
-/// The caller has already negated p by the saved invert flags; the grid
-/// tables were measured in the unflipped frame, so the negation is undone
-/// on a copy before the lookup and re-applied to the sum afterwards. With
-/// the axes swapped each invert flag acts on the other coordinate.
-inline tagVeyPointF GridResidual(const tagLenPar& lp, tagVeyPointF p) {
+/// Offsets (mm) at up to four points, one per lane.
+struct OffsetLanes {
+    Floats4 x, y;
+};
+
+/// GetGridDR's offsets of grid table number `table` at up to four points
+/// (x[i], y[i]), i < count, each clamped to the working field as GetGridDR
+/// clamps it; lanes from count on are ignored. context is whatever the
+/// caller passed along.
+using TableOffsetsFn = OffsetLanes (*)(const void* context, std::size_t table, Floats4 x,
+                                       Floats4 y, int count);
+
+/// Which coordinates the saved invert flags negate, in the frame of the
+/// output point: the grid residual is looked up with these negations
+/// undone and summed with them re-applied (see SumGridResidual).
+struct ResidualSigns {
+    bool negX, negY;
+};
+
+/// With the axes swapped each invert flag acts on the other coordinate.
+inline ResidualSigns SavedResidualSigns(const tagLenPar& lp) {
     const bool flip = lp.XYFlipSaved != 0;
-    const bool negX = flip ? lp.YInvertSaved != 0 : lp.XInvertSaved != 0;
-    const bool negY = flip ? lp.XInvertSaved != 0 : lp.YInvertSaved != 0;
-
-    tagVeyPointF q = p;
-    if (negX) q.x = -q.x;
-    if (negY) q.y = -q.y;
-
-    // Summed in single precision, table by table in stored order.
-    tagVeyPointF e{0.0f, 0.0f};
-    for (const tagStack& table : lp.Stacks) {
-        tagVeyPointF scale{1.0f, 1.0f};
-        tagVeyPointF offset{0.0f, 0.0f};
-        CCalibAlg::GetGridDR(lp, q, scale, offset, table);
-        e.x += offset.x;
-        e.y += offset.y;
-    }
-    if (negX) e.x = -e.x;
-    if (negY) e.y = -e.y;
-    return e;
+    return {flip ? lp.YInvertSaved != 0 : lp.XInvertSaved != 0,
+            flip ? lp.XInvertSaved != 0 : lp.YInvertSaved != 0};
 }
+
+/// sum + offsets, lane by lane: the one addition by which every table's
+/// offset joins a residual sum, whoever sums (OneCopy.h).
+Floats4 AddLanes(Floats4 sum, Floats4 offsets);
+
+/// The summed grid residual (mm) at up to four points p[i], i < count, in
+/// the frame of the output point, written to e[i]: the offsets of tables
+/// 0 .. tables-1 from offsetsAt, added up in that order in single
+/// precision.
+///
+/// The caller has already negated each point by the saved invert flags; the
+/// grid tables were measured in the unflipped frame, so the negation is
+/// undone on a copy before the lookup and re-applied to the sum afterwards
+/// (SavedResidualSigns).
+///
+/// One compiled copy (OneCopy.h) serves the scan (one point at a time) and
+/// the prepared corrector, so that NaNs come out with the same bits.
+void SumGridResidual(const tagLenPar& lp, const tagVeyPointF* p, int count, std::size_t tables,
+                     TableOffsetsFn offsetsAt, const void* context, tagVeyPointF* e);
+
+/// SumGridResidual at one point over the record's own tables, each located
+/// by CCalibAlg::GetGridDR.
+tagVeyPointF GridResidual(const tagLenPar& lp, tagVeyPointF p);
 
 /// Clamps a device coordinate to [0, Resolution]. A NaN passes through
 /// unchanged: it fails both comparisons.

@@ -1,56 +1,87 @@
 // Grid cell location: where a logical point falls in a measured grid table,
-// and the residual distortion the four corners of its cell give there.
-//
-// Model: a table is n x n nodes stored row by row; node (r, c) is element
-// r*n + c. Row 0 lies at the largest nominal y (y up), column 0 at the
-// smallest nominal x. Each node pairs its nominal position (PntA, "n" below)
-// with where it was measured (PntB, "m"), in millimetres.
-//
-// For a point p inside cell (i-1..i, j-1..j) the measured positions are
-// interpolated along the four edges at p's x (top T, bottom B) and at p's y
-// (left L, right R); the crossing C of the lines T-B and L-R is the measured
-// image of p. The scale is p / C and the offset the measured-minus-nominal
-// residual at p.
-//
-// Precision: the pitch is V/(n-1) in double narrowed to float, and all of the
-// interpolation is single precision; only the line intersection runs in
-// double (inside Line). Those narrowings are part of the corrected points.
+// and the residual distortion the four corners of its cell give there. The
+// model, and the two halves the scan below is built from, are described in
+// GridCell.h.
 #include <zemcal/CalibAlg.h>
-
-#include <zemcal/Geometry.h>
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
-namespace {
+#include "GridCell.h"
+#include "OneCopy.h"
 
-// Number of nodes a table really offers: n*n (in 64 bits) or fewer when a
-// hand-filled Pnts is short. Nothing past it is ever read.
-std::size_t UsableNodes(const tagStack& table) {
-    if (table.Num < 1) return 0;
-    const std::uint64_t n = static_cast<std::uint64_t>(table.Num);
-    const std::uint64_t nodes = n * n;
-    const std::uint64_t size = table.Pnts.size();
-    // The smaller of the two, so it always fits a size_t.
-    return static_cast<std::size_t>(nodes < size ? nodes : size);
-}
+using zemcal_detail::UsableNodes;
+
+namespace zemcal_detail {
+
+namespace {
 
 // base + diff * dist / pitch, single precision. A zero difference keeps the
 // base bit for bit: a -0 stays -0, and a zero pitch gives no NaN there.
-float EdgeAt(float base, float end, float dist, float pitch) {
-    const float diff = end - base;
-    if (diff == 0.0f) return base;
-    return base + diff * dist / pitch;
+Floats4 EdgeAt(Floats4 base, Floats4 end, Floats4 dist, Floats4 pitch) {
+    const Floats4 diff = end - base;
+    return Select(diff == Broadcast(0.0f), base, base + diff * dist / pitch);
 }
 
-// The measured position at a nominal distance along the edge from corner a
-// towards corner b.
-tagVeyPointF EdgePoint(const tagCalData& a, const tagCalData& b, float dist, float pitch) {
-    return {EdgeAt(a.PntB.x, b.PntB.x, dist, pitch), EdgeAt(a.PntB.y, b.PntB.y, dist, pitch)};
+// Cramer's rule for lanes 2*half and 2*half + 1 of two sets of lines
+// A*x + B*y + C = 0: the crossings' x in lanes 0 and 1 of the result, y in
+// lanes 2 and 3. One copy (OneCopy.h): both halves, and so all four lanes,
+// run the same instructions.
+ZEMCAL_ONE_COPY Floats4 CrossHalf(Floats4 a1f, Floats4 b1f, Floats4 c1f, Floats4 a2f, Floats4 b2f,
+                                  Floats4 c2f, int half) {
+    const Doubles2 a1 = WidenHalf(a1f, half), b1 = WidenHalf(b1f, half), c1 = WidenHalf(c1f, half);
+    const Doubles2 a2 = WidenHalf(a2f, half), b2 = WidenHalf(b2f, half), c2 = WidenHalf(c2f, half);
+    const Doubles2 det = a1 * b2 - a2 * b1;
+    const Doubles2 x = (b1 * c2 - b2 * c1) / det;
+    const Doubles2 y = (c1 * a2 - a1 * c2) / det;
+    return Floats4{static_cast<float>(x[0]), static_cast<float>(x[1]), static_cast<float>(y[0]),
+                   static_cast<float>(y[1])};
 }
 
 }  // namespace
+
+ZEMCAL_ONE_COPY ResidualLanes CellResidual(const CellLanes& c, Floats4 x, Floats4 y,
+                                           Floats4 pitch, int lanes) {
+    // The measured edge points: top T and bottom B at the point's x, left L
+    // and right R at its y, each from its starting corner.
+    const Floats4 dTop = Abs(x - c.n00x), dBottom = Abs(x - c.n10x);
+    const Floats4 dLeft = Abs(y - c.n00y), dRight = Abs(y - c.n01y);
+    const Floats4 tx = EdgeAt(c.m00x, c.m01x, dTop, pitch);
+    const Floats4 ty = EdgeAt(c.m00y, c.m01y, dTop, pitch);
+    const Floats4 bx = EdgeAt(c.m10x, c.m11x, dBottom, pitch);
+    const Floats4 by = EdgeAt(c.m10y, c.m11y, dBottom, pitch);
+    const Floats4 lx = EdgeAt(c.m00x, c.m10x, dLeft, pitch);
+    const Floats4 ly = EdgeAt(c.m00y, c.m10y, dLeft, pitch);
+    const Floats4 rx = EdgeAt(c.m01x, c.m11x, dRight, pitch);
+    const Floats4 ry = EdgeAt(c.m01y, c.m11y, dRight, pitch);
+
+    // The crossing of T-B with L-R: the operations of Line::GetLine and
+    // Line::GetCrossPoint (Geometry.cpp) in the same order and precision.
+    // Each line A*x + B*y + C = 0 has A, B and C formed in single precision
+    // and widened; the crossing follows by Cramer's rule in double (two
+    // lanes at a time) and is narrowed to float. Written out so that four
+    // cells share each instruction; the corrector tests hold the two to the
+    // same bits.
+    const Floats4 a1 = ty - by, b1 = bx - tx, c1 = tx * by - bx * ty;
+    const Floats4 a2 = ly - ry, b2 = rx - lx, c2 = lx * ry - rx * ly;
+    const Floats4 low = CrossHalf(a1, b1, c1, a2, b2, c2, 0);
+    const Floats4 high = lanes > 2 ? CrossHalf(a1, b1, c1, a2, b2, c2, 1) : low;
+    ResidualLanes r;
+    r.cx = Floats4{low[0], low[1], high[0], high[1]};
+    r.cy = Floats4{low[2], low[3], high[2], high[3]};
+
+    // The x residual is taken against the point's own x, the y residual
+    // against the nominal y of the top and bottom rows. Grids measured
+    // through this correction carry the asymmetry, so it stays.
+    r.ox = Select(bx != tx, (tx - x) + (r.cx - tx) * ((bx - x) - (tx - x)) / (bx - tx), tx - x);
+    r.oy = Select(by != ty,
+                  (ty - c.n00y) + (r.cy - ty) * ((by - c.n10y) - (ty - c.n00y)) / (by - ty),
+                  ly - y);
+    return r;
+}
+
+}  // namespace zemcal_detail
 
 bool CCalibAlg::GetGridDR(const tagLenPar& lp, const tagVeyPointF& p, tagVeyPointF& scale,
                           tagVeyPointF& offset, const tagStack& table) {
@@ -61,71 +92,26 @@ bool CCalibAlg::GetGridDR(const tagLenPar& lp, const tagVeyPointF& p, tagVeyPoin
     scale = {1.0f, 1.0f};
     offset = {0.0f, 0.0f};
 
-    // Points beyond the working field are corrected as border points.
-    const double v = lp.ValSize;
-    if (y < -v / 2) {
-        y = static_cast<float>(-v / 2);
-    } else if (y > v / 2) {
-        y = static_cast<float>(v / 2);
-    }
-    if (x < -v / 2) {
-        x = static_cast<float>(-v / 2);
-    } else if (x > v / 2) {
-        x = static_cast<float>(v / 2);
-    }
+    zemcal_detail::ClampToField(lp.ValSize, x, y);
+    if (!zemcal_detail::HasCells(table)) return true;
+    const std::size_t n = static_cast<std::size_t>(table.Num);
+    const float pitch = zemcal_detail::GridPitch(lp.ValSize, table.Num);
 
-    const std::int32_t n = table.Num;
-    if (n < 2) return true;
-    // A short hand-filled table is treated as holding no point at all.
-    const std::uint64_t n64 = static_cast<std::uint64_t>(n);
-    if (UsableNodes(table) < n64 * n64) return true;
-    const std::size_t un = static_cast<std::size_t>(n);
-
-    // The nominal pitch, not the cell's own width, divides every edge
-    // interpolation below: a stretched cell is deliberately not renormalised.
-    const float pitch = static_cast<float>(v / (n - 1));
-
-    const tagCalData* pts = table.Pnts.data();
-    for (std::size_t i = 1; i < un; ++i) {
-        for (std::size_t j = 1; j < un; ++j) {
-            const tagCalData& p00 = pts[(i - 1) * un + (j - 1)];
-            const tagCalData& p01 = pts[(i - 1) * un + j];
-            const tagCalData& p10 = pts[i * un + (j - 1)];
-            const tagCalData& p11 = pts[i * un + j];
-            // Edges included; the first cell in scan order wins, so a point on
-            // a shared edge belongs to the upper or left cell.
-            if (!(p00.PntA.x <= x && x <= p11.PntA.x && p11.PntA.y <= y && y <= p00.PntA.y)) {
-                continue;
-            }
-
-            const tagVeyPointF top = EdgePoint(p00, p01, std::fabs(x - p00.PntA.x), pitch);
-            const tagVeyPointF bottom = EdgePoint(p10, p11, std::fabs(x - p10.PntA.x), pitch);
-            const tagVeyPointF left = EdgePoint(p00, p10, std::fabs(y - p00.PntA.y), pitch);
-            const tagVeyPointF right = EdgePoint(p01, p11, std::fabs(y - p01.PntA.y), pitch);
-
-            Line line;
-            const tagVeyPointF c =
-                line.GetCrossPoint(line.GetLine(top, bottom), line.GetLine(left, right));
-
-            if (x != 0.0f && c.x != 0.0f) scale.x = x / c.x;
-            if (y != 0.0f && c.y != 0.0f) scale.y = y / c.y;
-
-            // The x residual is taken against the point's own x, the y residual
-            // against the nominal y of the top and bottom rows. Grids measured
-            // through this correction carry the asymmetry, so it stays.
-            if (bottom.x != top.x) {
-                offset.x = (top.x - x) +
-                           (c.x - top.x) * ((bottom.x - x) - (top.x - x)) / (bottom.x - top.x);
-            } else {
-                offset.x = top.x - x;
-            }
-            if (bottom.y != top.y) {
-                offset.y = (top.y - p00.PntA.y) +
-                           (c.y - top.y) * ((bottom.y - p10.PntA.y) - (top.y - p00.PntA.y)) /
-                               (bottom.y - top.y);
-            } else {
-                offset.y = left.y - y;
-            }
+    // Every cell in row-major order; the first that holds the point wins, so
+    // a point on a shared edge belongs to the upper or left cell.
+    const tagCalData* nodes = table.Pnts.data();
+    for (std::size_t i = 1; i < n; ++i) {
+        for (std::size_t j = 1; j < n; ++j) {
+            const zemcal_detail::Cell cell = zemcal_detail::CellAt(nodes, n, (i - 1) * n + (j - 1));
+            if (!zemcal_detail::CellHolds(cell.p00, cell.p11, x, y)) continue;
+            // The shared four-lane residual, with the cell and point in every lane.
+            const zemcal_detail::ResidualLanes r = zemcal_detail::CellResidual(
+                zemcal_detail::GatherCells(cell, cell, cell, cell), zemcal_detail::Broadcast(x),
+                zemcal_detail::Broadcast(y), zemcal_detail::Broadcast(pitch), 1);
+            offset = {r.ox[0], r.oy[0]};
+            // The point over its measured image C, 1 on an axis where either is 0.
+            if (x != 0.0f && r.cx[0] != 0.0f) scale.x = x / r.cx[0];
+            if (y != 0.0f && r.cy[0] != 0.0f) scale.y = y / r.cy[0];
             return true;
         }
     }

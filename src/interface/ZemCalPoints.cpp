@@ -1,41 +1,16 @@
 // The facade's point-correction calls: logical millimetres in, galvo units
-// out.
-//
-// Axis handling: the record carries two sets of flags, the plain ones for the
-// manual path and the saved copies for the least-squares path. Here a flag
-// set only negates coordinates; the flip flag chooses which coordinate each
-// invert flag acts on, and the correction engines deal with the exchange of
-// the axes themselves.
+// out. The steps around the engines (inversions, offsets, shift) are in
+// FacadeSteps.h, shared with the prepared corrector.
 #include <zemcal/CalibAlg.h>
 #include <zemcal/Facade.h>
 
 #include <cmath>
 #include <cstdint>
 
+#include "FacadeSteps.h"
 #include "calib/CorrectionSteps.h"
 
 namespace {
-
-struct AxisFlags {
-    std::int32_t flip, xInvert, yInvert;
-};
-
-AxisFlags savedFlags(const tagLenPar& par) {
-    return {par.XYFlipSaved, par.XInvertSaved, par.YInvertSaved};
-}
-
-AxisFlags activeFlags(const tagLenPar& par) {
-    return par.UseLsm != 0 ? savedFlags(par) : AxisFlags{par.XYFlip, par.XInvert, par.YInvert};
-}
-
-// With the flip clear X-invert negates x and Y-invert y; with the flip set
-// they act on the other coordinate.
-void invert(tagVeyPointF& p, const AxisFlags& f) {
-    const bool negX = f.flip != 0 ? f.yInvert != 0 : f.xInvert != 0;
-    const bool negY = f.flip != 0 ? f.xInvert != 0 : f.yInvert != 0;
-    if (negX) p.x = -p.x;
-    if (negY) p.y = -p.y;
-}
 
 // Cuts v toward zero to six decimals through a 32-bit integer. Values the
 // integer cannot hold (including NaN and infinities) give INT32_MIN, as the
@@ -50,12 +25,12 @@ double truncateMicro(double v) {
 }  // namespace
 
 bool ZemCal::CalibPoint(const tagLenPar& par, tagVeyPointF in, tagVeyPointF& out) {
-    invert(in, activeFlags(par));
-    if (par.UseLsm != 0) return CCalibAlg::CalibLSM(par, in, out);
-    // The offsets belong to the manual path only.
-    in.x = static_cast<float>(static_cast<double>(in.x) + par.OffsetX);
-    in.y = static_cast<float>(static_cast<double>(in.y) + par.OffsetY);
-    return CCalibAlg::CalibManual(par, in, out);
+    if (par.UseLsm != 0) {
+        zemcal_detail::Invert(in, zemcal_detail::SavedFlags(par));
+        return CCalibAlg::CalibLSM(par, in, out);
+    }
+    zemcal_detail::ManualPoint(par, in, out);
+    return true;
 }
 
 bool ZemCal::Calib9Pt(const tagLenPar& par, tagVeyPointF& in, tagVeyPointF& out) {
@@ -68,7 +43,7 @@ bool ZemCal::CalibBox(const tagLenPar& par, tagVeyPointF& in, tagVeyPointF& out)
 
 bool ZemCal::LP2DPEX_Cal(tagVeyPointF in, tagVeyPointF& out, const tagLenPar& par) {
     const double scale = static_cast<double>(par.Resolution) / par.FieldSize;
-    invert(in, savedFlags(par));
+    zemcal_detail::Invert(in, zemcal_detail::SavedFlags(par));
     out.x = zemcal_detail::ClampToDevice(static_cast<float>(in.x * scale + par.Center), par.Resolution);
     out.y = zemcal_detail::ClampToDevice(static_cast<float>(in.y * scale + par.Center), par.Resolution);
     return true;
@@ -76,26 +51,7 @@ bool ZemCal::LP2DPEX_Cal(tagVeyPointF in, tagVeyPointF& out, const tagLenPar& pa
 
 bool ZemCal::LP2DPEX_SFT(const tagVeyPointF& in, tagVeyPointF& out, const tagLenPar& par, bool shift) {
     CalibPoint(par, in, out);
-    if (shift) {
-        const float c = static_cast<float>(par.Center);
-        const float resolution = static_cast<float>(par.Resolution);
-        const float dx = (out.x - c) * par.SftScaleX;
-        const float dy = (out.y - c) * par.SftScaleY;
-        double sx = static_cast<double>(par.SftX * resolution) / par.FieldSize;
-        double sy = static_cast<double>(par.SftY * resolution) / par.FieldSize;
-        // The shift signs pair with the invert flags the other way round from
-        // the point inversion when the flip is clear; heads in the field are
-        // adjusted to this pairing, so it is kept.
-        const AxisFlags f = activeFlags(par);
-        const bool negX = f.flip != 0 ? f.xInvert != 0 : f.yInvert != 0;
-        const bool negY = f.flip != 0 ? f.yInvert != 0 : f.xInvert != 0;
-        if (negX) sx = -sx;
-        if (negY) sy = -sy;
-        out.x = static_cast<float>((dx + c) + sx);
-        out.y = static_cast<float>((dy + c) + sy);
-    }
-    out.x = zemcal_detail::ClampToDevice(out.x, par.Resolution);
-    out.y = zemcal_detail::ClampToDevice(out.y, par.Resolution);
+    zemcal_detail::ShiftCorrected(par, out, shift);
     return true;
 }
 

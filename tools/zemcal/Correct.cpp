@@ -64,7 +64,9 @@ int run(const Options& o) {
                      fieldSizeNote(lc).c_str(), o.manual ? "manual box" : "least-squares",
                      o.shift ? " with LP2DPEX_SFT" : "");
 
-    ZemCal zc;
+    // Prepared once for the whole stream: the same points as ZemCal::CalibPoint
+    // and LP2DPEX_SFT, without scanning every grid cell for every point.
+    const CPointCorrector corrector(rec);
     LineReader reader(in);
     std::string_view line;
     bool tooLong = false;
@@ -98,9 +100,9 @@ int run(const Options& o) {
         }
         tagVeyPointF out{};
         if (o.shift)
-            zc.LP2DPEX_SFT({p.x, p.y}, out, rec, true);
+            corrector.CorrectSft({p.x, p.y}, out, true);
         else
-            zc.CalibPoint(rec, {p.x, p.y}, out);
+            corrector.Correct({p.x, p.y}, out);
         const int n = std::snprintf(buf, sizeof buf, "%.9g %.9g\n", out.x, out.y);
         writeOut(buf, static_cast<std::size_t>(n));
     }

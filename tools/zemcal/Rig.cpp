@@ -51,6 +51,17 @@ Shot Rig::corrected(const tagLenPar& rec, Vec2 p) const {
     return fire(rec, out, false);
 }
 
+std::vector<Shot> Rig::correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const {
+    std::vector<tagVeyPointF> commands;
+    commands.reserve(points.size());
+    for (const Vec2& p : points) commands.push_back(toFloat(p));
+    CPointCorrector(rec).Correct(commands.data(), commands.data(), commands.size());
+    std::vector<Shot> shots;
+    shots.reserve(points.size());
+    for (const tagVeyPointF& out : commands) shots.push_back(fire(rec, out, false));
+    return shots;
+}
+
 Shot Rig::measureLinear(const tagLenPar& rec, Vec2 p) {
     tagVeyPointF out{};
     ZemCal().LP2DPEX_Cal(toFloat(p), out, rec);

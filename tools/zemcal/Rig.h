@@ -48,6 +48,11 @@ public:
     /// Corrected command (ZemCal::CalibPoint with rec.UseLsm as set).
     Shot corrected(const tagLenPar& rec, Vec2 p) const;
 
+    /// corrected() for many points, with the commands prepared in one go by a
+    /// CPointCorrector built from rec (the same commands, much faster for a
+    /// record with grid tables). One shot per point, in order.
+    std::vector<Shot> correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const;
+
     /// As above, but the spot is measured (with noise) rather than true.
     Shot measureLinear(const tagLenPar& rec, Vec2 p);
     Shot measureCorrected(const tagLenPar& rec, Vec2 p);
