@@ -1,4 +1,5 @@
-// Fuzz target: CCfgFile on arbitrary text: load, look up, save, reload, set.
+// Fuzz target: CCfgFile on arbitrary text: load, list, look up, save, reload,
+// set.
 //
 // Checks, besides the absence of crashes and leaks:
 // - every numeric getter reads a value exactly as std::stoi / std::stof do in
@@ -138,6 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     CCfgFile cfg;
     if (!cfg.loadItems(input)) fail("loadItems returned false");
+    cfg.listData();  // the debug dump walks the store too (output discarded)
     const Names names = namesIn(text);
     for (const std::string& s : names.sections) {
         for (const std::string& k : names.keys) checkGetters(cfg, s, k);
