@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CommaLocale.h"
+
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
@@ -32,20 +34,6 @@ struct TempFile {
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
-};
-
-// Puts the whole process under a comma-decimal locale, as a host that called
-// setlocale(LC_ALL, "") on a German desktop does; back to "C" at the end.
-struct CommaLocale {
-    bool active = false;
-    CommaLocale() {
-        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
-            active = std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',';
-            if (active) return;
-        }
-        std::setlocale(LC_ALL, "C");
-    }
-    ~CommaLocale() { std::setlocale(LC_ALL, "C"); }
 };
 
 // A conversion's result as comparable text: the value's bits or the exception.

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CommaLocale.h"
+
 #include <array>
 #include <clocale>
 #include <cstdio>
@@ -59,20 +61,6 @@ tagLenPar loadRealistic() {
     EXPECT_TRUE(CBcdFile::LoadCorFile(dataFile("cor_realistic.ini").c_str(), par));
     return par;
 }
-
-// Puts the whole process under a comma-decimal locale, as a host that called
-// setlocale(LC_ALL, "") on a German desktop does; back to "C" at the end.
-struct CommaLocale {
-    bool active = false;
-    CommaLocale() {
-        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
-            active = std::setlocale(LC_ALL, name) != nullptr && *std::localeconv()->decimal_point == ',';
-            if (active) return;
-        }
-        std::setlocale(LC_ALL, "C");
-    }
-    ~CommaLocale() { std::setlocale(LC_ALL, "C"); }
-};
 
 }  // namespace
 
