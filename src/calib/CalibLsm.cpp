@@ -73,8 +73,12 @@ ZEMCAL_ONE_COPY void RevisedLsmPoint(const tagLenPar& lp, tagVeyPointF p, tagVey
     // A residual of at most 1 um is at the level of the grid's measuring
     // noise: it is applied at one quarter (zero included), where the classic
     // correction below drops it altogether.
-    const double wx = std::fabs(e.x) > 0.001 ? 1.0 : 0.25;
-    const double wy = std::fabs(e.y) > 0.001 ? 1.0 : 0.25;
+    // The weight is looked up rather than branched on: E is known only at
+    // the end of a long computation, and a mispredicted branch on it would
+    // stall the correction of the points that follow.
+    static constexpr double kWeight[2] = {0.25, 1.0};
+    const double wx = kWeight[std::fabs(e.x) > 0.001];
+    const double wy = kWeight[std::fabs(e.y) > 0.001];
     const float x = static_cast<float>(dev.x - wx * e.x * k * scale.x);
     const float y = static_cast<float>(dev.y - wy * e.y * k * scale.y);
 
@@ -87,11 +91,12 @@ ZEMCAL_ONE_COPY void ClassicLsmPoint(const tagLenPar& lp, tagVeyPointF p, tagVey
     const tagVeyPointF dev = ToDevice(lp, ShapeStage(lp, p.x, p.y), k);
     const AxisScales scale = ResidualScales(lp);
 
-    // Residuals below 1 um are left out; at or above, applied in full.
-    float x = dev.x;
-    float y = dev.y;
-    if (std::fabs(e.x) >= 0.001) x = static_cast<float>(dev.x - e.x * k * scale.x);
-    if (std::fabs(e.y) >= 0.001) y = static_cast<float>(dev.y - e.y * k * scale.y);
+    // Residuals below 1 um are left out; at or above, applied in full. Both
+    // outcomes are computed and one picked, for the reason given above.
+    const float xs[2] = {dev.x, static_cast<float>(dev.x - e.x * k * scale.x)};
+    const float ys[2] = {dev.y, static_cast<float>(dev.y - e.y * k * scale.y)};
+    const float x = xs[std::fabs(e.x) >= 0.001];
+    const float y = ys[std::fabs(e.y) >= 0.001];
 
     FinishLsmPoint(lp, p, x, y, out);
 }

@@ -99,9 +99,10 @@ tagVeyPointF GridResidual(const tagLenPar& lp, tagVeyPointF p);
 /// unchanged: it fails both comparisons.
 inline float ClampToDevice(float v, int resolution) {
     const float top = static_cast<float>(resolution);
-    if (v < 0.0f) return 0.0f;
-    if (v > top) return top;
-    return v;
+    // Selects rather than branches: v is the end of a long computation, and
+    // a mispredicted branch on it would hold up the points that follow.
+    const float below = v > top ? top : v;
+    return v < 0.0f ? 0.0f : below;
 }
 
 /// The tail of the least-squares corrections: the per-axis line ratios

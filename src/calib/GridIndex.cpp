@@ -196,6 +196,19 @@ OffsetLanes GridIndex::OffsetsAt(Floats4 x, Floats4 y, int count) const noexcept
 
 OffsetLanes GridIndex::OffsetsAcross(const GridIndex* grids, int count, float x,
                                      float y) noexcept {
+    const Floats4 zero = Broadcast(0.0f);
+    if (count == 1) {
+        // A single table: its cell and the point in every lane, as the scan
+        // computes it, without the bookkeeping of empty lanes.
+        const tagCalData* topLeft = grids[0].Locate(x, y);
+        if (topLeft == nullptr) return {zero, zero};
+        const std::size_t n = grids[0].n_;
+        const Cell cell{topLeft[0], topLeft[1], topLeft[n], topLeft[n + 1]};
+        const ResidualLanes r = CellResidual(GatherCells(cell, cell, cell, cell), Broadcast(x),
+                                             Broadcast(y), Broadcast(grids[0].pitch_), 1);
+        return {r.ox, r.oy};
+    }
+
     // As OffsetsAt, with a table per lane instead of a point per lane.
     const auto locate = [&](int i) { return i < count ? grids[i].Locate(x, y) : nullptr; };
     const tagCalData* c0 = locate(0);
@@ -203,7 +216,6 @@ OffsetLanes GridIndex::OffsetsAcross(const GridIndex* grids, int count, float x,
     const tagCalData* c2 = locate(2);
     const tagCalData* c3 = locate(3);
     const int first = c0 ? 0 : c1 ? 1 : c2 ? 2 : c3 ? 3 : -1;
-    const Floats4 zero = Broadcast(0.0f);
     if (first < 0) return {zero, zero};
 
     const tagCalData* any = first == 0 ? c0 : first == 1 ? c1 : first == 2 ? c2 : c3;
