@@ -91,6 +91,13 @@ def cost_of_tables(kind, name):
         check("%s: one table <= 2x no table" % what, one <= 2 * none, "%.2fx" % (one / none))
         check("%s: three tables < 100 ns" % what, three < 100, "%.1f ns" % three)
 
+def cost_of_search(kind, name):
+    # A 2x2 table is one cell over the whole field: the same residual per
+    # point as a 65x65 table, without a search. The difference is the search.
+    cell, grid = point_ns(name % "2"), point_ns(name % "65")
+    check("%s call: 65x65 search adds < 15 %% to one cell" % kind, grid <= 1.15 * cell,
+          "%.1f vs %.1f ns" % (grid, cell))
+
 def no_table():
     for v in ("classic", "revised"):
         f, c = point_ns("BM_CalibPoint/%s_none" % v), point_ns("BM_Corrector/%s_none" % v)
@@ -108,6 +115,8 @@ def operations():
 guarded(faster_with_a_table)
 guarded(lambda: cost_of_tables("single", "BM_Corrector/revised_%s"))
 guarded(lambda: cost_of_tables("array", "BM_CorrectorArray/revised_%s"))
+guarded(lambda: cost_of_search("single", "BM_Corrector/revised_%s"))
+guarded(lambda: cost_of_search("array", "BM_CorrectorArray/revised_%s"))
 guarded(no_table)
 guarded(operations)
 
