@@ -5,187 +5,122 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
 
 const std::string kHead = std::string(ZEMCAL_TEST_DATA_DIR) + "/facade_head.cor";
 
-// A scratch directory removed with the fixture.
-class ZemCalFiles : public ::testing::Test {
-protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/zemcal-facade-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
-    }
-    void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
-    std::string path(const char* name) const { return dir_ + "/" + name; }
-    // The fixture head imported (FieldSize 110) and saved as a classic binary file.
-    std::string savedHead() {
-        auto lp = std::make_unique<tagLenPar>();
-        lp->FieldSize = 110.0;
-        const std::string file = path("head.zcal");
-        if (!zc_.loadUcf(kHead.c_str(), *lp) || !zc_.saveUcf(file.c_str(), *lp, CalVerClassic)) {
-            ADD_FAILURE() << "cannot prepare " << file;
-        }
-        return file;
-    }
-
-    std::string dir_;
-    ZemCal zc_;
-};
-
-bool sameBits(const void* a, const void* b, std::size_t n) { return std::memcmp(a, b, n) == 0; }
-
-// Corrects a pattern over and beyond the field on both paths.
-// The device points as raw bits, so NaN and -0 compare too.
-std::vector<std::uint64_t> correctPattern(ZemCal& zc, tagLenPar& lp) {
-    std::vector<std::uint64_t> out;
-    for (int useLsm : {1, 0}) {
-        lp.UseLsm = useLsm;
-        for (float y = -60.0f; y <= 60.0f; y += 7.5f) {
-            for (float x = -60.0f; x <= 60.0f; x += 6.25f) {
-                tagVeyPointF p{};
-                zc.CalibPoint(lp, {x, y}, p);
-                std::uint64_t bits;
-                std::memcpy(&bits, &p, sizeof bits);
-                out.push_back(bits);
-            }
-        }
-    }
-    return out;
-}
-
 std::vector<unsigned char> readBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// Corrects a 20 x 17 pattern over and beyond the field (+-60 mm) on both
+// paths. The device points as raw bits, so NaN and -0 compare too.
+std::vector<std::uint64_t> correctPattern(ZemCal& zc, tagLenPar& lp) {
+    std::vector<std::uint64_t> out(2 * 20 * 17);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        lp.UseLsm = i < out.size() / 2 ? 1 : 0;
+        tagVeyPointF p{};
+        const float x = static_cast<float>(i % 20), y = static_cast<float>(i / 20 % 17);
+        zc.CalibPoint(lp, {-60.0f + 6.25f * x, -60.0f + 7.5f * y}, p);
+        std::memcpy(&out[i], &p, sizeof p);
+    }
+    return out;
+}
+
+// A scratch directory removed with the fixture.
+class ZemCalFiles : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_NE(::mkdtemp(dir_.data()), nullptr); }
+    void TearDown() override { std::filesystem::remove_all(dir_); }
+    std::string path(const char* name) const { return dir_ + "/" + name; }
+    // Loads into a fresh record; the text import takes FieldSize 110 from it.
+    std::unique_ptr<tagLenPar> load(const std::string& file, bool expected = true) {
+        auto lp = std::make_unique<tagLenPar>();
+        lp->FieldSize = 110.0;
+        EXPECT_EQ(zc_.loadUcf(file.c_str(), *lp), expected) << file;
+        return lp;
+    }
+
+    std::string dir_ = "/tmp/zemcal-facade-XXXXXX";
+    ZemCal zc_;
+};
+
 }  // namespace
 
+// Only the low byte of the version is kept; the fit follows it (only the
+// revised fit writes QX/QY). The file carries everything the correction
+// needs: the reloaded record, never refitted, corrects bit for bit like the
+// record that was saved.
 TEST_F(ZemCalFiles, TextImportSaveReloadCorrectsIdenticallyForBothVersions) {
+    const std::string file = path("head.zcal");
     for (CalVerion ver : {CalVerClassic, CalVerRevised}) {
-        auto src = std::make_unique<tagLenPar>();
-        src->FieldSize = 110.0;
-        ASSERT_TRUE(zc_.loadUcf(kHead.c_str(), *src));
-        EXPECT_EQ(src->Version, CalVerClassic);
-        ASSERT_EQ(src->Stacks.size(), 2u);
-        EXPECT_EQ(src->XInvertSaved, 1);
-
-        const std::string file = path("head.zcal");
-        // Only the low byte of the version is kept; the fit follows it (only
-        // the revised fit writes QX/QY).
+        const auto src = load(kHead);
         ASSERT_TRUE(zc_.saveUcf(file.c_str(), *src, static_cast<CalVerion>(0x100 | ver)));
         EXPECT_EQ(src->Version, ver);
         EXPECT_EQ(readBytes(file).at(7), static_cast<unsigned char>(ver));
         EXPECT_EQ(src->QX[1] != 0.0, ver == CalVerRevised);
-
-        // Everything the file stores comes back: saving the reloaded record
-        // (without refitting) gives the same bytes.
-        auto back = std::make_unique<tagLenPar>();
-        ASSERT_TRUE(zc_.loadUcf(file.c_str(), *back));
-        ASSERT_TRUE(CBcdFile::SaveBcdFile(path("again.zcal").c_str(), *back));
-        EXPECT_EQ(readBytes(file), readBytes(path("again.zcal")));
-        EXPECT_EQ(back->CenterSq, src->CenterSq);
-
-        EXPECT_EQ(correctPattern(zc_, *src), correctPattern(zc_, *back));
+        EXPECT_EQ(correctPattern(zc_, *src), correctPattern(zc_, *load(file)));
     }
 }
 
-TEST_F(ZemCalFiles, SetCalibPntsCreatesAMissingFileWithTheRevisedVersion) {
-    const std::string file = path("new.zcal");
-    std::vector<tagCalData> grid(25);
-    for (int i = 0; i < 25; ++i) {
-        const float u = -40.0f + 20.0f * static_cast<float>(i % 5);
-        const float v = 40.0f - 20.0f * static_cast<float>(i / 5);
-        grid[static_cast<std::size_t>(i)] = {{u, v}, {u + 0.01f, v - 0.02f}};
+// A missing file does not load; the table calls work on the defaults and
+// only setCalibPnts writes: the defaults plus the new table, under the revised
+// version. A table of another size at an existing index is refused, but the
+// file is still rewritten. On a saved head setEqualPnts does not save either;
+// UseLsm is not stored, so getEqualPnts reads the manual half, which the file
+// does not carry: the defaults, not the values set. setCalibPnts on the nine
+// points refits them under the revised version.
+TEST_F(ZemCalFiles, TableCalls) {
+    const std::string created = path("new.zcal"), head = path("head.zcal");
+    load(created, false);
+    tagCalData nine[9];
+    int n = 3;
+    EXPECT_TRUE(zc_.getCalibPnts(created.c_str(), -1, n, nine));
+    EXPECT_EQ(nine[8].PntB.x, 0.0f);  // the defaults
+    tagVeyPointF lines[100] = {{1.0f, 2.0f}, {3.0f, 4.0f}, {5.0f, 6.0f}};
+    EXPECT_TRUE(zc_.setEqualPnts(created.c_str(), 0, 3, lines));
+    EXPECT_FALSE(std::filesystem::exists(created));
+    std::vector<tagCalData> grid(25), back(25), other(81);
+    for (std::size_t i = 0; i < 25; ++i) {
+        grid[i] = {{static_cast<float>(i), -40.0f}, {0.5f, 0.01f * static_cast<float>(i)}};
     }
-    ASSERT_TRUE(zc_.setCalibPnts(file.c_str(), 0, 5, grid.data()));
-    EXPECT_EQ(readBytes(file).at(7), 0x60);
-
-    std::vector<tagCalData> back(25);
-    int n = 5;
-    ASSERT_TRUE(zc_.getCalibPnts(file.c_str(), 0, n, back.data()));
-    EXPECT_EQ(n, 5);
-    EXPECT_TRUE(sameBits(back.data(), grid.data(), 25 * sizeof(tagCalData)));
-
-    auto lp = std::make_unique<tagLenPar>();
-    ASSERT_TRUE(zc_.loadUcf(file.c_str(), *lp));
-    ASSERT_EQ(lp->Stacks.size(), 1u);
-    EXPECT_EQ(lp->Stacks[0].Flag, 1);
-    EXPECT_EQ(lp->ValSize, 80.0);  // the defaults plus the new table
-
-    // A table of another size at an existing index is refused, but the
-    // file is still rewritten (refitted, version stamped).
-    std::vector<tagCalData> nine(81);
-    EXPECT_TRUE(zc_.setCalibPnts(file.c_str(), 0, 9, nine.data()));
+    ASSERT_TRUE(zc_.setCalibPnts(created.c_str(), 0, 5, grid.data()));
+    EXPECT_TRUE(zc_.setCalibPnts(created.c_str(), 0, 9, other.data()));
+    const auto lp = load(created);
+    EXPECT_TRUE(lp->Stacks.size() == 1 && lp->ValSize == 80.0);  // the defaults plus the new table
     n = 5;
-    ASSERT_TRUE(zc_.getCalibPnts(file.c_str(), 0, n, back.data()));
-    EXPECT_TRUE(sameBits(back.data(), grid.data(), 25 * sizeof(tagCalData)));
-}
+    ASSERT_TRUE(zc_.getCalibPnts(created.c_str(), 0, n, back.data()));
+    EXPECT_EQ(std::memcmp(back.data(), grid.data(), 25 * sizeof(tagCalData)), 0);
 
-TEST_F(ZemCalFiles, SetCalibPntsRefitsTheNinePointsUnderTheRevisedVersion) {
-    const std::string file = savedHead();
-
-    tagCalData nine[9];
-    int n = 3;
-    ASSERT_TRUE(zc_.getCalibPnts(file.c_str(), -1, n, nine));
-    nine[4].PntB = {0.05f, -0.05f};
-    ASSERT_TRUE(zc_.setCalibPnts(file.c_str(), -1, 3, nine));
-
-    auto back = std::make_unique<tagLenPar>();
-    ASSERT_TRUE(zc_.loadUcf(file.c_str(), *back));
-    EXPECT_EQ(back->Version, CalVerRevised);
-    EXPECT_EQ(back->Pnt[4].PntB.x, 0.05f);
-    EXPECT_EQ(back->Stacks.size(), 2u);  // the grid tables travel along
-    auto refit = std::make_unique<tagLenPar>();
-    ASSERT_TRUE(zc_.loadUcf(file.c_str(), *refit));
-    CCalibAlg::MVLSMCoef(*refit);
-    EXPECT_TRUE(sameBits(back->Pnt, refit->Pnt, 600));  // stored coefficients are the revised fit
-}
-
-TEST_F(ZemCalFiles, SetEqualPntsIsNeverSaved) {
-    const std::string file = savedHead();
-    const auto before = readBytes(file);
-
-    tagVeyPointF lines[3] = {{1.0f, 2.0f}, {3.0f, 4.0f}, {5.0f, 6.0f}};
-    EXPECT_TRUE(zc_.setEqualPnts(file.c_str(), 0, 3, lines));
-    EXPECT_EQ(readBytes(file), before);
-
-    // UseLsm is not stored, so the temporary record reads the manual half,
-    // which the file does not carry either: the defaults, not the values set.
-    tagVeyPointF back[100];
-    int count = 0;
-    EXPECT_TRUE(zc_.getEqualPnts(file.c_str(), 0, count, back));
-    EXPECT_EQ(count, 21);
-    EXPECT_EQ(back[0].x, 0.0f);
-    EXPECT_EQ(back[2].y, 0.0f);
-
-    const std::string missing = path("missing.zcal");
-    EXPECT_TRUE(zc_.setEqualPnts(missing.c_str(), 0, 3, lines));
-    EXPECT_FALSE(std::ifstream(missing).good());
-}
-
-TEST_F(ZemCalFiles, BaseParametersAndMissingFiles) {
-    const std::string file = savedHead();
-
+    ASSERT_TRUE(zc_.saveUcf(head.c_str(), *load(kHead), CalVerClassic));
     double fieldSize = 0.0, valSize = 0.0;
-    int lineCount = 0;
-    ASSERT_TRUE(zc_.getBasePara(file.c_str(), fieldSize, valSize, lineCount));
-    EXPECT_EQ(fieldSize, 110.0);
-    EXPECT_EQ(valSize, 100.0);
-    EXPECT_EQ(lineCount, 21);
-
-    auto fresh = std::make_unique<tagLenPar>();
-    EXPECT_FALSE(zc_.loadUcf(path("missing.zcal").c_str(), *fresh));
-    int n = 3;
-    tagCalData nine[9];
-    EXPECT_TRUE(zc_.getCalibPnts(path("missing.zcal").c_str(), -1, n, nine));  // the defaults
-    EXPECT_EQ(nine[8].PntB.x, 0.0f);
+    int count = 0;
+    ASSERT_TRUE(zc_.getBasePara(head.c_str(), fieldSize, valSize, count));
+    EXPECT_EQ(std::make_tuple(fieldSize, valSize, count), std::make_tuple(110.0, 100.0, 21));
+    const auto before = readBytes(head);
+    EXPECT_TRUE(zc_.setEqualPnts(head.c_str(), 0, 3, lines));
+    EXPECT_EQ(readBytes(head), before);
+    count = 0;
+    EXPECT_TRUE(zc_.getEqualPnts(head.c_str(), 0, count, lines));
+    EXPECT_EQ(std::make_tuple(count, lines[0].x, lines[2].y), std::make_tuple(21, 0.0f, 0.0f));
+    n = 3;
+    ASSERT_TRUE(zc_.getCalibPnts(head.c_str(), -1, n, nine));
+    nine[4].PntB = {0.05f, -0.05f};
+    ASSERT_TRUE(zc_.setCalibPnts(head.c_str(), -1, 3, nine));
+    const auto saved = load(head), refit = load(head);
+    EXPECT_EQ(saved->Version, CalVerRevised);
+    EXPECT_EQ(saved->Pnt[4].PntB.x, 0.05f);
+    EXPECT_EQ(saved->Stacks.size(), 2u);  // the grid tables travel along
+    CCalibAlg::MVLSMCoef(*refit);
+    EXPECT_EQ(std::memcmp(saved->Pnt, refit->Pnt, 600), 0);  // stored coefficients are the revised fit
 }

@@ -4,35 +4,26 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 
-class TempDir {
-public:
+struct TempDir {
     TempDir() {
         std::string pattern = (std::filesystem::temp_directory_path() / "zemcal-cli-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-        path_ = pattern;
+        path = pattern;
     }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
+    ~TempDir() { std::error_code ec; std::filesystem::remove_all(path, ec); }
     TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
 
     /// A path inside the directory.
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-    /// Whole files inside the directory, as bytes (empty when unreadable).
+    std::string file(const std::string& name) const { return (path / name).string(); }
+    /// A whole file inside the directory, as bytes (empty when unreadable).
     std::string read(const std::string& name) const {
-        std::ostringstream s;
-        s << std::ifstream(file(name), std::ios::binary).rdbuf();
-        return s.str();
+        std::ifstream f(file(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(f), {}};
     }
-    void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(file(name), std::ios::binary) << bytes;
-    }
+    void write(const std::string& name, const std::string& s) const { std::ofstream(file(name), std::ios::binary) << s; }
 
-private:
-    std::filesystem::path path_;
+    std::filesystem::path path;
 };
