@@ -12,12 +12,13 @@
 #include "CommaLocale.h"
 
 #include <array>
-#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -30,15 +31,10 @@ Row baseRow(int i) { return {i + 0.5f, -i - 0.5f, i + 0.25f, -i - 0.25f}; }
 
 std::string dataFile(const char* name) { return std::string(ZEMCAL_TEST_DATA_DIR) + "/" + name; }
 
-// The nine well-formed base rows, then extra text; loaded from a temp file.
+// The nine base rows of cor_minimal.ini, then extra text; from a temp file.
 bool loadText(const std::string& extra, tagLenPar& par) {
     const std::string path = ::testing::TempDir() + "zemcal_cor_" + std::to_string(::getpid()) + ".ini";
-    std::string text = "[Cal3]\n";
-    for (int i = 0; i < 9; ++i) {
-        const std::string n = std::to_string(i);
-        text += "PNT" + n + '=' + n + ".5 -" + n + ".5 " + n + ".25 -" + n + ".25\n";
-    }
-    std::ofstream(path) << text << extra;
+    std::ofstream(path) << std::ifstream(dataFile("cor_minimal.ini")).rdbuf() << extra;
     const bool ok = CBcdFile::LoadCorFile(path.c_str(), par);
     std::remove(path.c_str());
     return ok;
@@ -64,38 +60,33 @@ tagLenPar loadRealistic() {
 
 }  // namespace
 
-// Every key absent: each field must get its own default, not a neighbour's.
+// Every key absent: each field must get its own default, not a neighbour's
+// and not the value the previous load left.
 TEST(CorFileLoad, MinimalFileTakesEveryDefault) {
-    tagLenPar par;
-    par.ValSize = 1.0;
-    par.XT[0] = 123.0;
-    ASSERT_TRUE(CBcdFile::LoadCorFile(dataFile("cor_minimal.ini").c_str(), par));
-    EXPECT_EQ(par.ValSize, 100.0);
+    tagLenPar par = loadRealistic();
+    ASSERT_TRUE(CBcdFile::LoadCorFile(dataFile("cor_minimal.ini").c_str(), par));  // PNT8 ends in a space
     EXPECT_EQ((std::vector<int>{par.Resolution, par.Grid, par.LineCount}), (std::vector<int>{65535, 0, 0}));
-    EXPECT_EQ(row(par.Pnt[8]), baseRow(8));  // trailing space
-    for (double v : {par.TXL, par.TXR, par.TYT, par.TYB, par.SXL, par.SXR, par.SYT, par.SYB}) EXPECT_EQ(v, 1.0);
-    for (double v : {par.AxisXL, par.AxisXR, par.AxisYT, par.AxisYB}) EXPECT_EQ(v, 50.0);
-    for (double v : {par.OX, par.OY, par.PLX, par.PLY}) EXPECT_EQ(v, 0.0);
+    EXPECT_EQ((std::vector<double>{par.ValSize, par.TXL, par.TXR, par.TYT, par.TYB, par.SXL, par.SXR, par.SYT, par.SYB,
+                                   par.AxisXL, par.AxisXR, par.AxisYT, par.AxisYB, par.OX, par.OY, par.PLX, par.PLY}),
+              (std::vector<double>{100, 1, 1, 1, 1, 1, 1, 1, 1, 50, 50, 50, 50, 0, 0, 0, 0}));
     EXPECT_EQ(par.Y2XAngle, static_cast<double>(1.57079637f));  // float pi/2, 0x3FC90FDB
     for (double k : par.K) EXPECT_EQ(k, 1.0);
     for (double s : par.S) EXPECT_EQ(s, 0.0);
-    EXPECT_EQ(par.XT[0], 123.0);  // no test line read
-    EXPECT_TRUE(par.Stacks.empty());
+    EXPECT_EQ(par.Stacks.size(), 2u);  // loads append; no grid section here
+    EXPECT_FALSE(CBcdFile::LoadCorFile(nullptr, par));  // read like a file that cannot be opened
 }
 
 TEST(CorFileLoad, RealisticFile) {
     const tagLenPar par = loadRealistic();
-    EXPECT_EQ(par.ValSize, 80.0);
     // Both copies of each flag, then grid and the count of test lines.
     EXPECT_EQ((std::vector<int>{par.XYFlip, par.XYFlipSaved, par.XInvert, par.XInvertSaved, par.YInvert,
                                 par.YInvertSaved, par.Grid, par.LineCount}),
               (std::vector<int>{1, 1, 0, 0, 1, 1, 1, 21}));
     // {read, expected}: keys in float precision; YT is the spread over 110 mm.
     const double scalars[][2] = {
-        {par.AxisXR, 0x1.3efdf4p+5}, {par.TXL, 0x1.3a92a4p-10},  {par.Y2XAngle, 0x1.923a2ap+0},
-        {par.K[2], 0x1.01f32p-13},   {par.K[3], -0x1.7e8542p-15}, {par.S[7], 3.5},
-        {par.XT[20], 50.0},          {par.XA[7], -0x1.e01894p+3}, {par.YT[3], -0x1.34p+5},
-        {par.YT[20], 0x1.b8p+5},
+        {par.ValSize, 80.0}, {par.AxisXR, 0x1.3efdf4p+5}, {par.TXL, 0x1.3a92a4p-10}, {par.Y2XAngle, 0x1.923a2ap+0},
+        {par.K[2], 0x1.01f32p-13}, {par.K[3], -0x1.7e8542p-15}, {par.S[7], 3.5}, {par.XT[20], 50.0},
+        {par.OX, 0x1.99999ap-7}, {par.XA[7], -0x1.e01894p+3}, {par.YT[3], -0x1.34p+5}, {par.YT[20], 0x1.b8p+5},
     };
     for (const auto& s : scalars) EXPECT_EQ(s[0], s[1]) << &s - scalars;
     const Row corner{40.0f, -40.0f, 0x1.54947ap+5f, -0x1.548a3ep+5f};
@@ -105,105 +96,82 @@ TEST(CorFileLoad, RealisticFile) {
     EXPECT_EQ(par.Stacks[0].Num + par.Stacks[1].Num, 5 + 9);
     ASSERT_EQ(par.Stacks[1].Pnts.size(), 81u);
     EXPECT_EQ(row(par.Stacks[0].Pnts[24]), corner);
-    EXPECT_EQ(row(par.Stacks[1].Pnts[10]), (Row{-30.0f, 30.0f, -0x1.f1147ap+4f, 0x1.f128f6p+4f}));
     EXPECT_EQ(row(par.Stacks[1].Pnts[40]), (Row{0.0f, 0.0f, 0x1.99999ap-7f, -0x1.eb851ep-8f}));
 }
 
-// A bad base row fails the load but keeps what was read before it.
+// A bad base row fails the load but keeps what was read before it: the first
+// section and the rows above; nothing after it (grid) is read.
 TEST(CorFileLoad, MalformedBaseRowStopsWithEarlierFieldsWritten) {
     const std::pair<const char*, int> cases[] = {
-        {"cor_row_leading_space.ini", 0}, {"cor_row_double_space.ini", 2}, {"cor_row_missing.ini", 4},
-        {"cor_row_three_parts.ini", 6},   {"cor_no_such_file.ini", 0},
+        {"cor_row_leading_space.ini", 0}, {"cor_row_double_space.ini", 2},
+        {"cor_row_missing.ini", 4},       {"cor_row_three_parts.ini", 6},
     };
     for (const auto& [file, failing] : cases) {
+        SCOPED_TRACE(file);
         tagLenPar par;
         for (tagCalData& p : par.Pnt) p = {{777.0f, 777.0f}, {777.0f, 777.0f}};
-        par.Grid = 9;
-        EXPECT_FALSE(CBcdFile::LoadCorFile(dataFile(file).c_str(), par)) << file;
-        for (int i = 0; i < failing; ++i) EXPECT_EQ(row(par.Pnt[i]), baseRow(i)) << file;
-        EXPECT_EQ(row(par.Pnt[failing]), (Row{777.0f, 777.0f, 777.0f, 777.0f})) << file;
-        EXPECT_EQ(par.Grid, 9) << file;  // nothing after the failing row is read
+        EXPECT_FALSE(CBcdFile::LoadCorFile(dataFile(file).c_str(), par));
+        for (int i = 0; i < failing; ++i) EXPECT_EQ(row(par.Pnt[i]), baseRow(i));
+        EXPECT_EQ(row(par.Pnt[failing]), (Row{777.0f, 777.0f, 777.0f, 777.0f}));
+        // Centre 2048; the file's grid=1 comes after the bad row.
+        EXPECT_EQ(std::tuple(par.ValSize, par.CenterSq, par.XYFlipSaved, par.Grid), std::tuple(60.0, 4194304.0, 1, 0));
     }
-    tagLenPar par;  // the whole first section was applied before the failure
-    EXPECT_FALSE(CBcdFile::LoadCorFile(dataFile("cor_row_missing.ini").c_str(), par));
-    EXPECT_EQ(par.ValSize, 60.0);
-    EXPECT_EQ(par.CenterSq, 4194304.0);  // Center 2048
-    EXPECT_EQ(par.XYFlipSaved, 1);
-    EXPECT_FALSE(CBcdFile::LoadCorFile(nullptr, par));
 }
 
-// ValSize keeps float precision (and so does ValSize/2, narrowed); the centre
-// is (Resolution + 1) / 2 truncated toward zero, with the increment wrapping.
-TEST(CorFileLoad, FirstSectionScalars) {
+// Defaults computed from other values: ValSize/2 (ValSize itself in float
+// precision), the centre (Resolution + 1) / 2 truncated toward zero with the
+// increment wrapping, and the test lines spread over FieldSize, none read
+// below two and at most 100. Key conversion errors propagate.
+TEST(CorFileLoad, DerivedValues) {
     tagLenPar par;
-    ASSERT_TRUE(loadText("[CalCoefs]\nValSize=0.1\nResolution=-2\n", par));
+    par.XT[0] = par.XT[5] = 123.0;
+    ASSERT_TRUE(loadText("LineCount=1\n[CalCoefs]\nValSize=0.1\nResolution=-2\n", par));
     EXPECT_EQ(par.ValSize, 0x1.99999ap-4);  // bits 0x3FB99999A0000000
     EXPECT_EQ(par.AxisYB, 0x1.99999ap-5);
-    EXPECT_EQ(par.Center, 0);
-    EXPECT_EQ(par.CenterSq, 0.0);
-    ASSERT_TRUE(loadText("[CalCoefs]\nResolution=2147483647\n", par));
-    EXPECT_EQ(par.Center, -1073741824);
-    EXPECT_EQ(par.CenterSq, 0x1p60);
+    EXPECT_EQ(std::pair(par.Center, par.CenterSq), std::pair(0, 0.0));
+    EXPECT_EQ(par.XT[0], 123.0);
+    ASSERT_TRUE(loadText("LineCount=5\nYA2=1.5\n[CalCoefs]\nResolution=2147483647\n", par));
+    EXPECT_EQ(std::pair(par.Center, par.CenterSq), std::pair(-1073741824, 0x1p60));
+    for (int i = 0; i < 5; ++i) {
+        const double spread = -50.0 + 25.0 * i;  // XT YT XA YA XR YR
+        EXPECT_EQ((std::vector<double>{par.XT[i], par.YT[i], par.XA[i], par.YA[i], par.XR[i], par.YR[i]}),
+                  (std::vector<double>{spread, spread, -100000.0, i == 2 ? 1.5 : -100000.0, 1.0, 1.0})) << i;
+    }
+    EXPECT_EQ(par.XT[5], 123.0);
+    ASSERT_TRUE(loadText("LineCount=250\n", par));
+    EXPECT_EQ(par.XT[99], -0x1.47b5fap+3);
+    EXPECT_EQ(par.YT[0], -50.0);  // a 101st line would have overwritten it
+    EXPECT_THROW(loadText("[CalCoefs]\nValSize=abc\n", par), std::invalid_argument);
 }
 
 // A grid is enabled when n <= the truncated order; absurd orders enable none.
 TEST(CorFileLoad, OrderEnablesGridsUpToItsTruncatedValue) {
     const std::pair<const char*, std::vector<int>> cases[] = {
-        {"", {0, 0, 0}},           {"order=9.9\n", {1, 1, 0}}, {"order=5\n", {1, 0, 0}},
-        {"order=4.99\n", {0, 0, 0}}, {"order=nan\n", {0, 0, 0}}, {"order=1e30\n", {0, 0, 0}},
-        {"order=-1e30\n", {0, 0, 0}},
+        {"", {0, 0}},            {"order=9.9\n", {1, 1}},  {"order=5\n", {1, 0}}, {"order=4.99\n", {0, 0}},
+        {"order=nan\n", {0, 0}}, {"order=1e30\n", {0, 0}}, {"order=-1e30\n", {0, 0}},
     };
     for (const auto& [order, flags] : cases) {
         tagLenPar par;
-        ASSERT_TRUE(loadText(std::string("[CalCoefs]\n") + order + gridSection(9) + gridSection(17) + gridSection(5),
-                             par));
+        ASSERT_TRUE(loadText("[CalCoefs]\n" + std::string(order) + gridSection(9) + gridSection(5), par));
         std::vector<int> got;
         for (const tagStack& s : par.Stacks) got.push_back(s.Flag);
         EXPECT_EQ(got, flags) << order;
     }
 }
 
+// Grids are appended in a fixed order (25 last), each only when complete: a
+// missing or malformed row drops it. Numbers are not checked: text reads as 0.
 TEST(CorFileLoad, GridsInFixedOrderOnlyWhenComplete) {
     tagLenPar par;
     par.Stacks.push_back(tagStack{3, 0, {}});  // kept in front: loads append
-    ASSERT_TRUE(loadText(gridSection(25) + gridSection(33) + gridSection(5, 24) + gridSection(9, -1, 40) +
-                             gridSection(17) + gridSection(65, 10),
-                         par));
+    const std::string grids = gridSection(25) + gridSection(33) + gridSection(5, 24) + "PNT24=a b c d\n";
+    ASSERT_TRUE(loadText(grids + gridSection(9, -1, 40) + gridSection(17) + gridSection(65, 65 * 65 - 1), par));
     std::vector<int> nums;
     for (const tagStack& s : par.Stacks) nums.push_back(s.Num);
-    EXPECT_EQ(nums, (std::vector<int>{3, 17, 33, 25}));
-    ASSERT_EQ(par.Stacks[3].Pnts.size(), 625u);
-    EXPECT_EQ(row(par.Stacks[3].Pnts[624]), (Row{624.0f, 0.0f, 0.0f, 624.0f}));
-}
-
-TEST(CorFileLoad, TestLinesSpreadOverFieldSize) {
-    tagLenPar par;
-    par.XT[0] = par.XT[5] = 123.0;
-    ASSERT_TRUE(loadText("LineCount=1\n", par));
-    EXPECT_EQ(par.XT[0], 123.0);  // fewer than two lines: nothing read
-
-    ASSERT_TRUE(loadText("LineCount=5\nYA2=1.5\n", par));
-    for (int i = 0; i < 5; ++i) {
-        const double spread = -50.0 + 25.0 * i;  // XT YT XA YA XR
-        EXPECT_EQ((std::vector<double>{par.XT[i], par.YT[i], par.XA[i], par.YA[i], par.XR[i]}),
-                  (std::vector<double>{spread, spread, -100000.0, i == 2 ? 1.5 : -100000.0, 1.0}))
-            << i;
-    }
-    EXPECT_EQ(par.XT[5], 123.0);
-
-    ASSERT_TRUE(loadText("LineCount=250\n", par));  // only the 100 that fit
-    EXPECT_EQ(par.XT[1], -0x1.8cc982p+5);
-    EXPECT_EQ(par.XT[99], -0x1.47b5fap+3);
-    EXPECT_EQ(par.YR[99], 1.0);
-    EXPECT_EQ(par.Version, 0);
-}
-
-// Key conversion errors propagate; point rows are not validated (0 instead).
-TEST(CorFileLoad, NonNumericKeyThrows) {
-    tagLenPar par;
-    EXPECT_THROW(loadText("[CalCoefs]\nValSize=abc\n", par), std::invalid_argument);
-    ASSERT_TRUE(loadText(gridSection(5, 24) + "PNT24=a b c d\n", par));
-    EXPECT_EQ(row(par.Stacks.back().Pnts[24]), (Row{0.0f, 0.0f, 0.0f, 0.0f}));
+    ASSERT_EQ(nums, (std::vector<int>{3, 5, 17, 33, 25}));
+    EXPECT_EQ(row(par.Stacks[1].Pnts[24]), (Row{0.0f, 0.0f, 0.0f, 0.0f}));
+    ASSERT_EQ(par.Stacks[4].Pnts.size(), 625u);
+    EXPECT_EQ(row(par.Stacks[4].Pnts[624]), (Row{624.0f, 0.0f, 0.0f, 624.0f}));
 }
 
 // Every field the import writes, bit for bit against the "C" locale import
@@ -214,9 +182,8 @@ TEST(CorFileLocale, ImportIsTheSameUnderACommaDecimalLocale) {
     if (!comma.active) GTEST_SKIP() << "no comma-decimal locale (scripts/install-deps.sh makes de_DE.UTF-8)";
     const tagLenPar here = loadRealistic();
     EXPECT_EQ(std::memcmp(&here.Pnt[0], &inC.Pnt[0], 600), 0) << "parameter block";
-    for (auto lines : {&tagLenPar::XT, &tagLenPar::YT, &tagLenPar::XA, &tagLenPar::YA, &tagLenPar::XR,
-                       &tagLenPar::YR}) {
-        EXPECT_EQ(std::memcmp(here.*lines, inC.*lines, sizeof inC.XT), 0);
+    for (auto m : {&tagLenPar::XT, &tagLenPar::YT, &tagLenPar::XA, &tagLenPar::YA, &tagLenPar::XR, &tagLenPar::YR}) {
+        EXPECT_EQ(std::memcmp(here.*m, inC.*m, sizeof inC.XT), 0);
     }
     ASSERT_EQ(here.Stacks.size(), inC.Stacks.size());
     for (std::size_t i = 0; i < here.Stacks.size(); ++i) {
