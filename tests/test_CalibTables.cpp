@@ -5,16 +5,15 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 namespace {
 
 std::vector<tagCalData> makePoints(int count, float base) {
     std::vector<tagCalData> pts;
-    for (int i = 0; i < count; ++i) {
-        const float v = base + static_cast<float>(i);
+    for (float v = base; v < base + static_cast<float>(count); v += 1.0f)
         pts.push_back({{v, -v}, {v + 0.5f, -v - 0.5f}});
-    }
     return pts;
 }
 
@@ -30,45 +29,36 @@ TEST(CalibTables, GetCalIndexMapsGridSizesToSlots) {
     for (const auto& c : cases) EXPECT_EQ(CCalibAlg::GetCalIndex(c.n), c.slot) << c.n;
 }
 
+// test_ZemCalFiles.cpp checks that a refused table leaves the stored points alone.
 TEST(CalibTables, NinePointsAndGridTables) {
     auto lp = std::make_unique<tagLenPar>();
     auto nine = makePoints(9, 1.0f), five = makePoints(25, 10.0f), other = makePoints(25, 100.0f);
     std::vector<tagCalData> back(81);
 
-    // index < 0 with n = 3 is the nine-point table; reading it always reports n = 3.
+    // index < 0 with n = 3 is the nine-point table, whatever the index.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, -1, 3, nine.data()));
     int n = 3;
     ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, -7, n, back.data()));
-    EXPECT_EQ(n, 3);
-    EXPECT_TRUE(samePoints(back.data(), nine.data(), 9));
-    EXPECT_TRUE(lp->Stacks.empty());
+    EXPECT_TRUE(n == 3 && samePoints(back.data(), nine.data(), 9) && lp->Stacks.empty());
 
-    // A negative index with another size appends a table, enabled.
+    // A negative index with another size appends an enabled table, and so does
+    // the index equal to the table count; n = 0 gives an empty table.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, -1, 5, five.data()));
-    ASSERT_EQ(lp->Stacks.size(), 1u);
-    EXPECT_EQ(lp->Stacks[0].Num, 5);
-    EXPECT_EQ(lp->Stacks[0].Flag, 1);
-    // The index equal to the table count appends; n = 0 gives an empty table.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, 1, 0, nullptr));
     ASSERT_EQ(lp->Stacks.size(), 2u);
-    EXPECT_TRUE(lp->Stacks[1].Pnts.empty());
+    EXPECT_EQ(std::make_tuple(lp->Stacks[0].Num, lp->Stacks[0].Flag, lp->Stacks[1].Pnts.size()),
+              std::make_tuple(5, 1, std::size_t{0}));
 
-    // Another size at an existing index is refused and changes nothing.
+    // Another size at an existing index is refused; the same size overwrites in place.
     EXPECT_FALSE(CCalibAlg::setCalibPnts(*lp, 0, 9, back.data()));
-    EXPECT_TRUE(samePoints(lp->Stacks[0].Pnts.data(), five.data(), 25));
-    // The same size overwrites in place.
     ASSERT_TRUE(CCalibAlg::setCalibPnts(*lp, 0, 5, other.data()));
-    n = 5;
-    ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
-    EXPECT_TRUE(samePoints(back.data(), other.data(), 25));
+    EXPECT_TRUE(samePoints(lp->Stacks[0].Pnts.data(), other.data(), 25));
 
     // The count copied is n on entry squared; n then reports the table's size.
     back.assign(81, tagCalData{{-1, -1}, {-1, -1}});
     n = 2;
     ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
-    EXPECT_EQ(n, 5);
-    EXPECT_TRUE(samePoints(back.data(), other.data(), 4));
-    EXPECT_EQ(back[4].PntA.x, -1.0f);
+    EXPECT_TRUE(n == 5 && samePoints(back.data(), other.data(), 4) && back[4].PntA.x == -1.0f);
 
     // Past the last table: false, n unchanged.
     n = 4;
@@ -76,55 +66,37 @@ TEST(CalibTables, NinePointsAndGridTables) {
     EXPECT_EQ(n, 4);
 }
 
-TEST(CalibTables, EqualPointsSelectTablesByPathAndAxis) {
+// The line tables of the path UseLsm selects, per axis. The tables hold 100
+// entries: reads stop there on both paths, writes on the least-squares path.
+TEST(CalibTables, LineTablesByPathAndAxis) {
     auto lp = std::make_unique<tagLenPar>();
-    lp->LineCount = 2;
-    lp->ManLineCount = 3;
-    tagVeyPointF pts[] = {{1.0f, 2.0f}, {3.0f, 4.0f}, {5.0f, 6.0f}};
-    const struct {
-        int useLsm, axis;
-        const double *target, *actual, *ratio;
-        int count;
-    } cases[] = {
-        {1, 0, lp->XT, lp->XA, lp->XR, 2},          {1, 1, lp->YT, lp->YA, lp->YR, 2},
-        {0, 0, lp->ManXT, lp->ManXA, lp->ManXR, 3}, {0, 2, lp->ManYT, lp->ManYA, lp->ManYR, 3},
-    };
-    for (const auto& c : cases) {
-        lp->UseLsm = c.useLsm;
-        ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, c.axis, 3, pts));
-        EXPECT_EQ(c.target[2], 5.0);
-        EXPECT_EQ(c.actual[2], 6.0);
-        EXPECT_EQ(c.ratio[2], 1.0);  // a zero ratio is initialised to 1
-        tagVeyPointF back[3] = {};
-        int count = -1;
-        ASSERT_TRUE(CCalibAlg::getEqualPnts(*lp, c.axis, count, back));
-        EXPECT_EQ(count, c.count);
-        EXPECT_EQ(back[1].x, 3.0f);
-        EXPECT_EQ(back[1].y, 4.0f);
-    }
-}
-
-TEST(CalibTables, LeastSquaresLineTablesHold100Entries) {
-    auto lp = std::make_unique<tagLenPar>();
-    lp->UseLsm = 1;
+    lp->UseLsm = 1, lp->LineCount = 150, lp->ManLineCount = 120;
     std::vector<tagVeyPointF> pts(150, tagVeyPointF{7.0f, 8.0f});
     ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 150, pts.data()));
-    EXPECT_EQ(lp->XT[99], 7.0);
-    EXPECT_EQ(lp->YT[0], 0.0);  // the next table in memory is untouched
+    EXPECT_EQ(std::make_tuple(lp->XT[99], lp->YT[0]), std::make_tuple(7.0, 0.0));  // YT follows XT in memory
 
-    lp->LineCount = 150;
-    std::vector<tagVeyPointF> back(101, tagVeyPointF{-1.0f, -1.0f});
-    int count = 0;
-    ASSERT_TRUE(CCalibAlg::getEqualPnts(*lp, 0, count, back.data()));
-    EXPECT_EQ(count, 150);
-    EXPECT_EQ(back[99].x, 7.0f);
-    EXPECT_EQ(back[100].x, -1.0f);
+    pts[2] = {5.0f, 6.0f};
+    const struct { int useLsm, axis; const double *target, *actual, *ratio; int count; } cases[] = {
+        {1, 0, lp->XT, lp->XA, lp->XR, 150},          {1, 1, lp->YT, lp->YA, lp->YR, 150},
+        {0, 0, lp->ManXT, lp->ManXA, lp->ManXR, 120}, {0, 2, lp->ManYT, lp->ManYA, lp->ManYR, 120},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "lsm " << c.useLsm << " axis " << c.axis);
+        lp->UseLsm = c.useLsm;
+        ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, c.axis, 3, pts.data()));
+        // A zero ratio is initialised to 1.
+        EXPECT_EQ(std::make_tuple(c.target[2], c.actual[2], c.ratio[2]), std::make_tuple(5.0, 6.0, 1.0));
+        std::vector<tagVeyPointF> back(101, tagVeyPointF{-1.0f, -1.0f});
+        int count = -1;
+        ASSERT_TRUE(CCalibAlg::getEqualPnts(*lp, c.axis, count, back.data()));
+        EXPECT_EQ(std::make_tuple(count, back[2].x, back[2].y, back[99].x, back[100].x),
+                  std::make_tuple(c.count, 5.0f, 6.0f, static_cast<float>(c.target[99]), -1.0f));
+    }
 }
 
 TEST(CalibTables, RemeasuredYLineScalesItsRatio) {
     auto lp = std::make_unique<tagLenPar>();
-    lp->UseLsm = 1;
-    lp->XR[0] = 2.0;
+    lp->UseLsm = 1, lp->XR[0] = 2.0;
     // Each step enters one (target, measured) pair on an axis; the ratio that follows.
     const struct { int axis; tagVeyPointF p; double ratio; } steps[] = {
         {1, {10.0f, 10.0f}, 1.0},
