@@ -6,13 +6,11 @@
 
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
-#include <vector>
+
+#include "TempDir.h"
 
 namespace {
 
@@ -33,30 +31,27 @@ Head head(const std::string& path) {
 // value, and so does every value after it; a missing file changes nothing.
 // SaveBasePara is always true, also when nothing could be written.
 TEST(BaseParaFile, LayoutAndReadBack) {
-    std::string dir = "/tmp/zemcal-base-XXXXXX";
-    ASSERT_NE(::mkdtemp(dir.data()), nullptr);
-    const std::string file = dir + "/b.par", cut = dir + "/cut.par";
+    const TempDir dir;
+    const std::string file = dir.file("b.par");
     const auto par = std::make_unique<tagLenPar>();
     par->FieldSize = 150.25, par->ValSize = 110.5, par->LineCount = 3, par->ManLineCount = 33;
     EXPECT_TRUE(CBcdFile::SaveBcdFile(file.c_str(), *par));
     EXPECT_EQ(head(file), Head(150.25, 110.5, 3));
     EXPECT_TRUE(CBcdFile::SaveBasePara(file.c_str(), *par));
-    std::vector<char> want(38);
+    std::string want(38, '\0');
     const double values[] = {150.25, 110.5, 4.0};
     const std::int32_t lines = 33;
     std::memcpy(&want[10], values, sizeof values), std::memcpy(&want[34], &lines, sizeof lines);
-    std::ifstream in(file, std::ios::binary);
-    EXPECT_EQ(std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()), want);
+    EXPECT_EQ(dir.read("b.par"), want);
     const struct { std::size_t size; Head want; } cases[] = {
         {38, {150.25, 110.5, 33}}, {37, {150.25, 110.5, -1}}, {18, {150.25, -1, -1}}, {17, {-1, -1, -1}},
     };
     for (const auto& c : cases) {
-        std::ofstream(cut, std::ios::binary).write(want.data(), static_cast<std::streamsize>(c.size));
-        EXPECT_EQ(head(cut), c.want) << c.size;
+        dir.write("cut.par", want.substr(0, c.size));
+        EXPECT_EQ(head(dir.file("cut.par")), c.want) << c.size;
     }
-    EXPECT_EQ(head(dir + "/missing"), Head(-1, -1, -1));
-    EXPECT_TRUE(CBcdFile::SaveBasePara((dir + "/no/folder/b.par").c_str(), *par));
-    std::filesystem::remove_all(dir);
+    EXPECT_EQ(head(dir.file("missing")), Head(-1, -1, -1));
+    EXPECT_TRUE(CBcdFile::SaveBasePara(dir.file("no/folder/b.par").c_str(), *par));
 }
 
 }  // namespace

@@ -8,14 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,9 +23,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "TempDir.h"
+
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using Bytes = std::string;
 using Record = std::unique_ptr<tagLenPar>;
 using P = const tagLenPar&;  // a loaded record, as the checks see it
 namespace fs = std::filesystem;
@@ -41,16 +40,11 @@ constexpr int kCannotDropRoot = 99;
 // each (3x3, none for -3, 2x2), so the file ends 80 bytes after the second.
 constexpr std::size_t kSecondTableAt = 64000 + 8 + 9 * 16;
 
-Bytes readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 template <class T>
 void put(Bytes& b, std::size_t offset, T v) { std::memcpy(&b.at(offset), &v, sizeof v); }
 
 template <class T>
-Bytes bytesOf(T v) { Bytes b(sizeof v); put(b, 0, v); return b; }
+Bytes bytesOf(T v) { Bytes b(sizeof v, '\0'); put(b, 0, v); return b; }
 Bytes i32(std::int32_t v) { return bytesOf(v); }
 
 // A record with a value in every stored part and three tables: 3x3, one of
@@ -87,19 +81,15 @@ Record load(const std::string& file, bool expected = true) {
 bool untouched(P p) { return p.Version == 's' && p.FieldSize == kSentinel && p.Stacks.empty(); }
 bool noTables(P p, P) { return p.Stacks.empty(); }
 
-Bytes saveToBytes(tagLenPar& par, const std::string& path) {
-    EXPECT_TRUE(CBcdFile::SaveBcdFile(path.c_str(), par));
-    return readFile(path);
+// Saves par as name in dir and gives back the file's bytes.
+Bytes saveToBytes(tagLenPar& par, const TempDir& dir, const std::string& name) {
+    EXPECT_TRUE(CBcdFile::SaveBcdFile(dir.file(name).c_str(), par));
+    return dir.read(name);
 }
 
 // Every test works in a fresh directory of its own.
-class BcdFile : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_NE(::mkdtemp(dir_.data()), nullptr); }
-    void TearDown() override { fs::remove_all(dir_); }
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    long entries() const { return std::distance(fs::directory_iterator(dir_), fs::directory_iterator()); }
-    std::string dir_ = "/tmp/zemcal-bcd-XXXXXX";
+struct BcdFile : testing::Test {
+    TempDir dir;
 };
 
 // Magic and version, zero gaps, the sizes, reserved zeros, LineCount,
@@ -115,7 +105,7 @@ TEST_F(BcdFile, LayoutAndRoundTrip) {
         SCOPED_TRACE(c.lineCount);
         const auto par = sample();
         par->LineCount = c.lineCount;
-        Bytes want(kSecondTableAt + 8 + 8 + 4 * 16);
+        Bytes want(kSecondTableAt + 8 + 8 + 4 * 16, '\0');
         std::memcpy(want.data(), "ZEMCLDT\x60", 8);
         put(want, 10, 120.5), put(want, 18, 90.25), put(want, 34, c.lineCount), put(want, 38, 131071);
         put(want, 42, 0x0001u), put(want, 46, 0x0100u), put(want, 50, 0x0101u);  // 32-bit flag words
@@ -130,16 +120,16 @@ TEST_F(BcdFile, LayoutAndRoundTrip) {
         std::memcpy(&want[64008], par->Stacks[0].Pnts.data(), 9 * 16);
         std::memcpy(&want[kSecondTableAt], others, sizeof others);
         std::memcpy(&want[kSecondTableAt + 16], par->Stacks[2].Pnts.data(), 4 * 16);
-        EXPECT_EQ(saveToBytes(*par, path("t.bcd")), want);
+        EXPECT_EQ(saveToBytes(*par, dir, "t.bcd"), want);
 
-        const auto back = load(path("t.bcd"));
+        const auto back = load(dir.file("t.bcd"));
         for (int i = 0; i < 100; ++i) EXPECT_EQ(back->YA[i], i < c.stored ? 1000.0 + i : kSentinel) << i;
         ASSERT_EQ(back->Stacks.size(), 3u);
         EXPECT_TRUE(back->Stacks[1].Num == 0 && back->Stacks[1].Flag == 5 && back->Stacks[1].Pnts.empty());
         // Center and CenterSq are derived on load; ratios are not stored.
         EXPECT_TRUE(back->Center == 65536 && back->CenterSq == 4294967296.0 && back->XR[0] == kSentinel);
         put<std::int32_t>(want, 60008, 0), put<std::int32_t>(want, kSecondTableAt, 0);
-        EXPECT_EQ(saveToBytes(*back, path("again.bcd")), want);
+        EXPECT_EQ(saveToBytes(*back, dir, "again.bcd"), want);
     }
 }
 
@@ -190,19 +180,17 @@ TEST_F(BcdFile, DamagedFilesLoadWhatTheyHold) {
         {"listed n, no header, beyond the file size", 60008, 60004, i32(1000), false, noTables},
     };
     const auto full = sample();
-    const Bytes saved = saveToBytes(*full, path("d.bcd"));
+    const Bytes saved = saveToBytes(*full, dir, "d.bcd");
     for (const auto& c : cases) {
-        Bytes b(saved.begin(), saved.begin() + (c.cut != 0 ? c.cut : saved.size()));
-        std::copy(c.patch.begin(), c.patch.end(), b.begin() + c.at);
-        std::ofstream(path("d.bcd"), std::ios::binary).write(reinterpret_cast<const char*>(b.data()), b.size());
-        EXPECT_TRUE(c.check(*load(path("d.bcd"), c.loads), *full)) << c.name;
+        dir.write("d.bcd", saved.substr(0, c.cut != 0 ? c.cut : saved.size()).replace(c.at, c.patch.size(), c.patch));
+        EXPECT_TRUE(c.check(*load(dir.file("d.bcd"), c.loads), *full)) << c.name;
     }
 }
 
 // Files that are not a binary calibration: refused ones leave the record untouched.
 TEST_F(BcdFile, OtherFiles) {
-    ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
-    CBcdFile::SaveBasePara(path("base.par").c_str(), *sample());
+    ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    CBcdFile::SaveBasePara(dir.file("base.par").c_str(), *sample());
     const struct { std::string file; bool loads; bool (*check)(P); } cases[] = {
         // Written by the fixture script: ValSize 0.5, Resolution 4095 (raised
         // to the floor), flag words 0x0101, 0x0100, 0x0001, nothing after the header.
@@ -218,10 +206,10 @@ TEST_F(BcdFile, OtherFiles) {
          [](P p) { return p.Version == 'P' && p.Stacks.empty() && p.AxisXL == 40.0 && p.SX == 1.25; }},
         {ZEMCAL_TEST_DATA_DIR "/bcd_version3.bin", false, untouched},
         {ZEMCAL_TEST_DATA_DIR "/bcd_short.bin", false, untouched},  // shorter than the magic: the text import fails
-        {path("base.par"), false, untouched},                          // no magic, and not text either
-        {path("missing.bcd"), false, untouched},
-        {dir_, false, untouched},
-        {path("fifo"), false, untouched},  // and must not block
+        {dir.file("base.par"), false, untouched},                      // no magic, and not text either
+        {dir.file("missing.bcd"), false, untouched},
+        {dir.path, false, untouched},
+        {dir.file("fifo"), false, untouched},  // and must not block
     };
     for (const auto& c : cases) EXPECT_TRUE(c.check(*load(c.file, c.loads))) << c.file;
 }
@@ -236,15 +224,15 @@ TEST_F(BcdFile, OtherFiles) {
 TEST_F(BcdFile, SaveOverAnExistingFile) {
     auto par = sample();
     par->Stacks.clear(), par->FieldSize = 333.0;  // differs within the first bytes written, too
-    const Bytes after = saveToBytes(*par, path("new.bcd")), before = saveToBytes(*sample(), path("f.bcd"));
+    const Bytes after = saveToBytes(*par, dir, "new.bcd"), before = saveToBytes(*sample(), dir, "f.bcd");
     ASSERT_EQ(after.size(), 4100u + 32 * 3);  // Grid and 3 lines end the file: no table section without tables
     auto refused = sample();
     refused->Stacks[0].Pnts.pop_back();  // claims 9 points, holds 8
-    EXPECT_FALSE(CBcdFile::SaveBcdFile(path("f.bcd").c_str(), *refused));
+    EXPECT_FALSE(CBcdFile::SaveBcdFile(dir.file("f.bcd").c_str(), *refused));
     refused->Stacks.assign(4097, tagStack{});  // one table more than a load takes
-    EXPECT_FALSE(CBcdFile::SaveBcdFile(path("f.bcd").c_str(), *refused));
-    EXPECT_EQ(readFile(path("f.bcd")), before);
-    EXPECT_FALSE(CBcdFile::SaveBcdFile(path("no/such/folder.bcd").c_str(), *par));
+    EXPECT_FALSE(CBcdFile::SaveBcdFile(dir.file("f.bcd").c_str(), *refused));
+    EXPECT_EQ(dir.read("f.bcd"), before);
+    EXPECT_FALSE(CBcdFile::SaveBcdFile(dir.file("no/such/folder.bcd").c_str(), *par));
 
     enum Limit { kNoLimit, kDiskFull, kKilled };
     const bool root = ::geteuid() == 0;
@@ -262,20 +250,19 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         if (c.asNobody && !c.ownedByNobody && !root) continue;  // needs a second user
-        fs::remove_all(dir_);
-        fs::create_directory(dir_);
-        const std::string file = path("f.bcd"), saveAs = c.symLink ? path("link.bcd") : file;
+        const TempDir fresh;
+        const std::string file = fresh.file("f.bcd"), saveAs = fresh.file(c.symLink ? "link.bcd" : "f.bcd");
         const mode_t mask = ::umask(022);
-        saveToBytes(*sample(), file);
+        saveToBytes(*sample(), fresh, "f.bcd");
         ::umask(mask);
         EXPECT_EQ(fs::status(file).permissions(), static_cast<fs::perms>(0644));  // a new file: the umask decides
         ASSERT_EQ(::chmod(file.c_str(), c.fileMode), 0);
         if (root && c.ownedByNobody) { ASSERT_EQ(::chown(file.c_str(), kNobody, kNobody), 0); }
-        if (c.hardLink) { ASSERT_EQ(::link(file.c_str(), path("other.bcd").c_str()), 0); }
+        if (c.hardLink) { ASSERT_EQ(::link(file.c_str(), fresh.file("other.bcd").c_str()), 0); }
         if (c.symLink) { ASSERT_EQ(::symlink("f.bcd", saveAs.c_str()), 0); }
         struct stat old {}, now {};
         ASSERT_EQ(::stat(file.c_str(), &old), 0);
-        ASSERT_EQ(::chmod(dir_.c_str(), c.dirMode), 0);
+        ASSERT_EQ(::chmod(fresh.path.c_str(), c.dirMode), 0);
         // The save runs in a child, which may drop root to nobody (root ignores
         // permission bits, so those cases would prove nothing as root), get a
         // file size limit below the new file's size, and die of it.
@@ -291,7 +278,7 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
         }
         int status = 0;
         const bool waited = pid > 0 && ::waitpid(pid, &status, 0) == pid;
-        ::chmod(dir_.c_str(), 0700);
+        ::chmod(fresh.path.c_str(), 0700);
         ASSERT_TRUE(waited);
         const int result = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
         if (result == kCannotDropRoot) GTEST_SKIP() << "cannot run unprivileged";
@@ -299,11 +286,13 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
         ASSERT_EQ(::stat(file.c_str(), &now), 0);
         EXPECT_EQ(now.st_ino == old.st_ino, c.sameInode);
         EXPECT_TRUE(now.st_uid == old.st_uid && now.st_mode == old.st_mode);
-        EXPECT_EQ(readFile(file), c.result == 1 ? after : before);
-        if (c.hardLink) { EXPECT_EQ(readFile(path("other.bcd")), after); }
+        EXPECT_EQ(fresh.read("f.bcd"), c.result == 1 ? after : before);
+        if (c.hardLink) { EXPECT_EQ(fresh.read("other.bcd"), after); }
         EXPECT_EQ(fs::is_symlink(saveAs), c.symLink);
         // No temporary left behind, unless the save was killed.
-        if (c.limit != kKilled) { EXPECT_EQ(entries(), 1 + c.symLink + c.hardLink); }
+        if (c.limit != kKilled) {
+            EXPECT_EQ(std::distance(fs::directory_iterator(fresh.path), {}), 1 + c.symLink + c.hardLink);
+        }
     }
 }
 

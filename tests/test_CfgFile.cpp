@@ -9,37 +9,20 @@
 #include "CommaLocale.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include <unistd.h>
+#include "TempDir.h"
 
 namespace {
 
-// A file in the test temp directory, unique per process, removed at the end.
-struct TempFile {
-    const std::string path = ::testing::TempDir() + "zemcal_cfg_" + std::to_string(::getpid()) + '_' +
-                             std::to_string(serial++) + ".ini";
-    static inline int serial = 0;
-    TempFile() { std::remove(path.c_str()); }
-    ~TempFile() { std::remove(path.c_str()); }
-    void write(const std::string& bytes) const { std::ofstream(path, std::ios::binary) << bytes; }
-    std::string read() const {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-};
-
 // Loads `bytes` as a file.
 void load(CCfgFile& cfg, const std::string& bytes) {
-    TempFile f;
-    f.write(bytes);
-    EXPECT_TRUE(cfg.loadItems(f.path));
+    const TempDir dir;
+    dir.write("in.ini", bytes);
+    EXPECT_TRUE(cfg.loadItems(dir.file("in.ini")));
 }
 
 // A conversion's result as comparable text: the value's bits or the exception.
@@ -84,18 +67,18 @@ std::vector<std::string> outcomes(bool getters) {
 // Every setter rewrites the whole file with '.' decimals; lookups that missed
 // leave placeholders which the setters fill.
 void checkSetters() {
-    TempFile f;
+    const TempDir dir;
     CCfgFile cfg;
-    cfg.setFilename(f.path);
+    cfg.setFilename(dir.file("set.ini"));
     ::testing::internal::CaptureStdout();
     cfg.SetInt("S", "n", -3);
-    EXPECT_EQ(f.read(), "[S]\nn=-3\n");
+    EXPECT_EQ(dir.read("set.ini"), "[S]\nn=-3\n");
     EXPECT_EQ(cfg.GetString("S", "late", "d"), "d");  // placeholder item ...
     EXPECT_EQ(cfg.GetString("P", "k", "d"), "d");     // ... and section
     cfg.SetFloat("S", "late", 0.5f);
     cfg.SetDouble("P", "k", 1.0 / 3.0);
     cfg.SetString("S", "n", "replaced");
-    EXPECT_EQ(f.read(), "[P]\nk=0.333333\n[S]\nlate=0.500000\nn=replaced\n");
+    EXPECT_EQ(dir.read("set.ini"), "[P]\nk=0.333333\n[S]\nlate=0.500000\nn=replaced\n");
     ::testing::internal::GetCapturedStdout();
     // Read through float: the double nearest to 0.333333f, not 0.333333; the
     // default is not narrowed.
@@ -113,7 +96,8 @@ void checkSetters() {
 // saving and listing skip. Reloading a missing file empties the store, and an
 // empty store leaves the file as it is.
 TEST(CfgFileLoadSave, MessyFileRoundTripsToExactBytes) {
-    TempFile out;
+    const TempDir dir;
+    const std::string out = dir.file("out.ini");
     CCfgFile cfg;
     load(cfg, "stray=1\r\n; comment\r\n[\r\nk=v\r\n[Zeta]\r\nb=2\r\na = 1\r\n\r\nb=3\r\nflag\r\n c=v ; note\r\n"
               ";c=1\r\n ;not a comment\r\n#hash=x\r\n\n[Beta]\r\nold=1\r\n[Alpha\r\nk=v=w\r\n"
@@ -121,7 +105,7 @@ TEST(CfgFileLoadSave, MessyFileRoundTripsToExactBytes) {
     EXPECT_EQ(cfg.GetString("Nope", "k", "d"), "d");
     EXPECT_EQ(cfg.GetString("Zeta", "nokey", "d"), "d");
     ::testing::internal::CaptureStdout();
-    EXPECT_TRUE(cfg.saveItems(out.path));
+    EXPECT_TRUE(cfg.saveItems(out));
     cfg.listData();
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               "mymap contains:\nmymap contains:\n=>\n\t=>k := v\r\nAlph=>\n\t=>k := v=w\r\nAlpha=>\n\t=>x := 1\n"
@@ -130,13 +114,13 @@ TEST(CfgFileLoadSave, MessyFileRoundTripsToExactBytes) {
     const std::string saved = "[]\nk=v\r\n[Alph]\nk=v=w\r\n[Alpha]\nx=1\n[Beta]\nnew=2\r\n[Zeta]\n\r=\r\n"
                               " ;not a comment\r= ;not a comment\r\n c=v ; note\r\n#hash=x\r\na = 1\r\nb=2\r\n"
                               "flag\r=flag\r\n";
-    EXPECT_EQ(out.read(), saved);
+    EXPECT_EQ(dir.read("out.ini"), saved);
 
-    EXPECT_TRUE(cfg.loadItems(out.path + ".missing"));
+    EXPECT_TRUE(cfg.loadItems(out + ".missing"));
     EXPECT_EQ(cfg.GetString("Beta", "new", "d"), "d");  // leaves a placeholder section only
     cfg.resetData();
-    EXPECT_TRUE(cfg.saveItems(out.path));
-    EXPECT_EQ(out.read(), saved);
+    EXPECT_TRUE(cfg.saveItems(out));
+    EXPECT_EQ(dir.read("out.ini"), saved);
 }
 
 // Getters give what std::stoi / std::stof give, value bits or exception

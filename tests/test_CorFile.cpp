@@ -12,7 +12,6 @@
 #include "CommaLocale.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -21,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include <unistd.h>
+#include "TempDir.h"
 
 namespace {
 
@@ -31,13 +30,11 @@ Row baseRow(int i) { return {i + 0.5f, -i - 0.5f, i + 0.25f, -i - 0.25f}; }
 
 std::string dataFile(const char* name) { return std::string(ZEMCAL_TEST_DATA_DIR) + "/" + name; }
 
-// The nine base rows of cor_minimal.ini, then extra text; from a temp file.
+// The nine base rows of cor_minimal.ini, then extra text; from a scratch file.
 bool loadText(const std::string& extra, tagLenPar& par) {
-    const std::string path = ::testing::TempDir() + "zemcal_cor_" + std::to_string(::getpid()) + ".ini";
-    std::ofstream(path) << std::ifstream(dataFile("cor_minimal.ini")).rdbuf() << extra;
-    const bool ok = CBcdFile::LoadCorFile(path.c_str(), par);
-    std::remove(path.c_str());
-    return ok;
+    const TempDir dir;
+    std::ofstream(dir.file("t.ini")) << std::ifstream(dataFile("cor_minimal.ini")).rdbuf() << extra;
+    return CBcdFile::LoadCorFile(dir.file("t.ini").c_str(), par);
 }
 
 // A grid section of n*n rows "j 0 0 j", optionally cut after `rows` rows or

@@ -7,21 +7,16 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "TempDir.h"
+
 namespace {
 
 const std::string kHead = std::string(ZEMCAL_TEST_DATA_DIR) + "/facade_head.cor";
-
-std::vector<unsigned char> readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 // Corrects a 20 x 17 pattern over and beyond the field (+-60 mm) on both
 // paths. The device points as raw bits, so NaN and -0 compare too.
@@ -37,12 +32,8 @@ std::vector<std::uint64_t> correctPattern(ZemCal& zc, tagLenPar& lp) {
     return out;
 }
 
-// A scratch directory removed with the fixture.
-class ZemCalFiles : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_NE(::mkdtemp(dir_.data()), nullptr); }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string path(const char* name) const { return dir_ + "/" + name; }
+// Each test has a scratch directory of its own.
+struct ZemCalFiles : testing::Test {
     // Loads into a fresh record; the text import takes FieldSize 110 from it.
     std::unique_ptr<tagLenPar> load(const std::string& file, bool expected = true) {
         auto lp = std::make_unique<tagLenPar>();
@@ -51,7 +42,7 @@ protected:
         return lp;
     }
 
-    std::string dir_ = "/tmp/zemcal-facade-XXXXXX";
+    TempDir dir;
     ZemCal zc_;
 };
 
@@ -62,12 +53,12 @@ protected:
 // needs: the reloaded record, never refitted, corrects bit for bit like the
 // record that was saved.
 TEST_F(ZemCalFiles, TextImportSaveReloadCorrectsIdenticallyForBothVersions) {
-    const std::string file = path("head.zcal");
+    const std::string file = dir.file("head.zcal");
     for (CalVerion ver : {CalVerClassic, CalVerRevised}) {
         const auto src = load(kHead);
         ASSERT_TRUE(zc_.saveUcf(file.c_str(), *src, static_cast<CalVerion>(0x100 | ver)));
         EXPECT_EQ(src->Version, ver);
-        EXPECT_EQ(readBytes(file).at(7), static_cast<unsigned char>(ver));
+        EXPECT_EQ(dir.read("head.zcal").at(7), static_cast<char>(ver));
         EXPECT_EQ(src->QX[1] != 0.0, ver == CalVerRevised);
         EXPECT_EQ(correctPattern(zc_, *src), correctPattern(zc_, *load(file)));
     }
@@ -81,7 +72,7 @@ TEST_F(ZemCalFiles, TextImportSaveReloadCorrectsIdenticallyForBothVersions) {
 // does not carry: the defaults, not the values set. setCalibPnts on the nine
 // points refits them under the revised version.
 TEST_F(ZemCalFiles, TableCalls) {
-    const std::string created = path("new.zcal"), head = path("head.zcal");
+    const std::string created = dir.file("new.zcal"), head = dir.file("head.zcal");
     load(created, false);
     tagCalData nine[9];
     int n = 3;
@@ -107,9 +98,9 @@ TEST_F(ZemCalFiles, TableCalls) {
     int count = 0;
     ASSERT_TRUE(zc_.getBasePara(head.c_str(), fieldSize, valSize, count));
     EXPECT_EQ(std::make_tuple(fieldSize, valSize, count), std::make_tuple(110.0, 100.0, 21));
-    const auto before = readBytes(head);
+    const std::string before = dir.read("head.zcal");
     EXPECT_TRUE(zc_.setEqualPnts(head.c_str(), 0, 3, lines));
-    EXPECT_EQ(readBytes(head), before);
+    EXPECT_EQ(dir.read("head.zcal"), before);
     count = 0;
     EXPECT_TRUE(zc_.getEqualPnts(head.c_str(), 0, count, lines));
     EXPECT_EQ(std::make_tuple(count, lines[0].x, lines[2].y), std::make_tuple(21, 0.0f, 0.0f));

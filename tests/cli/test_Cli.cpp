@@ -11,7 +11,7 @@
 
 #include <cstdio>
 
-#include "TempDir.h"
+#include "../TempDir.h"
 
 namespace {
 

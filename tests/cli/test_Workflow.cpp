@@ -10,7 +10,7 @@
 #include "Evaluate.h"
 #include "FieldErrors.h"
 #include "Simulate.h"
-#include "TempDir.h"
+#include "../TempDir.h"
 
 using namespace zemcal_tool;
 

@@ -9,7 +9,7 @@
 
 struct TempDir {
     TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "zemcal-cli-XXXXXX").string();
+        std::string pattern = (std::filesystem::temp_directory_path() / "zemcal-test-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) std::abort();
         path = pattern;
     }
