@@ -296,10 +296,4 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
     }
 }
 
-TEST(BcdFileOrder, CalibrationOrderCodes) {
-    const int cases[][2] = {{1, 5}, {2, 9}, {3, 17}, {4, 33}, {5, 65}, {6, 25},
-                            {0, 3}, {7, 3}, {-1, 3}, {-2147483647 - 1, 3}};
-    for (const auto& c : cases) EXPECT_EQ(CBcdFile::GetCalOrder(c[0]), c[1]) << c[0];
-}
-
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <tuple>
@@ -23,10 +24,19 @@ bool samePoints(const tagCalData* a, const tagCalData* b, int count) {
 
 }  // namespace
 
-TEST(CalibTables, GetCalIndexMapsGridSizesToSlots) {
-    const struct { int n, slot; } cases[] = {{5, 1}, {9, 2}, {17, 3}, {33, 4}, {65, 5},
-                                             {25, 6}, {3, 0}, {64, 0}, {-5, 0}};
-    for (const auto& c : cases) EXPECT_EQ(CCalibAlg::GetCalIndex(c.n), c.slot) << c.n;
+// The file's calibration-order codes 1 to 6 name the grid sizes whose slots
+// they are (25 last, out of order); any other code names the nine points,
+// which, like any other size, have no slot.
+TEST(CalibTables, GridSizesByOrderCodeAndSlot) {
+    const int sizes[] = {5, 9, 17, 33, 65, 25};
+    for (int code = 1; code <= 6; ++code) {
+        const int n = CBcdFile::GetCalOrder(code);
+        EXPECT_TRUE(n == sizes[code - 1] && CCalibAlg::GetCalIndex(n) == code) << code;
+    }
+    for (int v : {0, 7, -1, 64, INT_MIN}) {
+        EXPECT_TRUE(CBcdFile::GetCalOrder(v) == 3 && CCalibAlg::GetCalIndex(v) == 0) << v;
+    }
+    EXPECT_EQ(CCalibAlg::GetCalIndex(3), 0);
 }
 
 // test_ZemCalFiles.cpp checks that a refused table leaves the stored points alone.
