@@ -1,5 +1,6 @@
 // The binary calibration file: byte layout, loading (including truncated and
-// hostile files) and saving without losing the previous file.
+// hostile files) and saving without losing the previous file; the
+// base-parameter file, whose head it shares.
 //
 // Offsets and sizes below are literals of the file format, written
 // independently of the library; the fixtures tests/data/bcd_*.bin come from
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <grp.h>
@@ -76,6 +78,15 @@ Record load(const std::string& file, bool expected = true) {
     p->Stacks.resize(2);
     EXPECT_EQ(CBcdFile::LoadBcdFile(file.c_str(), *p), expected) << file;
     return p;
+}
+
+using Head = std::tuple<double, double, int>;  // FieldSize, ValSize, line count
+
+// What GetBasePara delivers into outputs that start at -1; it always returns true.
+Head head(const std::string& path) {
+    Head h{-1, -1, -1};
+    EXPECT_TRUE(CBcdFile::GetBasePara(path.c_str(), std::get<0>(h), std::get<1>(h), std::get<2>(h))) << path;
+    return h;
 }
 
 bool untouched(P p) { return p.Version == 's' && p.FieldSize == kSentinel && p.Stacks.empty(); }
@@ -294,6 +305,34 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
             EXPECT_EQ(std::distance(fs::directory_iterator(fresh.path), {}), 1 + c.symLink + c.hardLink);
         }
     }
+}
+
+// The head of a calibration file holds LineCount where the base file has
+// ManLineCount; they differ here, so a read shows which one it found. Saving
+// base parameters over a calibration file leaves only the short file: bytes
+// 0-9 are never written; 10 FieldSize, 18 ValSize, 26 4.0, 34 ManLineCount.
+// Of a file cut short, a value it does not hold in full keeps the caller's
+// value, and so does every value after it; a missing file changes nothing.
+// SaveBasePara is always true, also when nothing could be written.
+TEST_F(BcdFile, BaseParameterFile) {
+    const std::string file = dir.file("b.par");
+    const auto par = std::make_unique<tagLenPar>();
+    par->FieldSize = 150.25, par->ValSize = 110.5, par->LineCount = 3, par->ManLineCount = 33;
+    saveToBytes(*par, dir, "b.par");
+    EXPECT_EQ(head(file), Head(150.25, 110.5, 3));
+    EXPECT_TRUE(CBcdFile::SaveBasePara(file.c_str(), *par));
+    Bytes want(38, '\0');
+    put(want, 10, 150.25), put(want, 18, 110.5), put(want, 26, 4.0), put<std::int32_t>(want, 34, 33);
+    EXPECT_EQ(dir.read("b.par"), want);
+    const struct { std::size_t size; Head want; } cases[] = {
+        {38, {150.25, 110.5, 33}}, {37, {150.25, 110.5, -1}}, {18, {150.25, -1, -1}}, {17, {-1, -1, -1}},
+    };
+    for (const auto& c : cases) {
+        dir.write("cut.par", want.substr(0, c.size));
+        EXPECT_EQ(head(dir.file("cut.par")), c.want) << c.size;
+    }
+    EXPECT_EQ(head(dir.file("missing")), Head(-1, -1, -1));
+    EXPECT_TRUE(CBcdFile::SaveBasePara(dir.file("no/folder/b.par").c_str(), *par));
 }
 
 }  // namespace
