@@ -46,6 +46,29 @@ int inversionSign(const std::int32_t* order, int n, int skip) {
     return inversions % 2 != 0 ? -1 : 1;
 }
 
+// Fills order[k] down to order[1] with the values of 1..n that
+// order[k+1..n] does not hold yet, each position taking its free values
+// from the largest to the smallest, and calls leaf() on every complete
+// permutation: the leaves come in descending lexicographic order of
+// (order[n], ..., order[1]). The determinants' rounding depends on that
+// order.
+template <class Leaf>
+void forEachPermutation(std::int32_t* order, int n, int k, const Leaf& leaf) {
+    if (k < 1) {
+        leaf();
+        return;
+    }
+    for (int v = n; v >= 1; --v) {
+        bool taken = false;
+        for (int p = k + 1; p <= n; ++p) {
+            if (order[p] == v) taken = true;
+        }
+        if (taken) continue;
+        order[k] = v;
+        forEachPermutation(order, n, k - 1, leaf);
+    }
+}
+
 }  // namespace
 
 CMvLsmFit::CMvLsmFit() : Det(0.0) {}
@@ -126,28 +149,14 @@ int CMvLsmFit::OLS() {
     return 0;
 }
 
-// Positions are filled from TermCount down to 1, each taking its free
-// values from the largest to the smallest; the leaves are thus visited in
-// descending lexicographic order of (Order[TermCount], ..., Order[1]). The
-// sum's rounding depends on that order.
 void CMvLsmFit::creatorder(int k) {
     if (k > kMaxTerms || TermCount > kMaxTerms) return;  // would index past Order/Normal
-    if (k >= 1) {
-        for (int v = TermCount; v >= 1; --v) {
-            bool taken = false;
-            for (int p = k + 1; p <= TermCount; ++p) {
-                if (Order[p] == v) taken = true;
-            }
-            if (taken) continue;
-            Order[k] = v;
-            creatorder(k - 1);
-        }
-        return;
-    }
-    // A complete permutation: its signed product, multiplied row by row.
-    double t = inversionSign(Order, TermCount, 0) < 0 ? -1.0 : 1.0;
-    for (int p = 1; p <= TermCount; ++p) t = t * Normal[p][Order[p]];
-    Det = Det + t;
+    forEachPermutation(Order, TermCount, k, [this] {
+        // A complete permutation: its signed product, multiplied row by row.
+        double t = inversionSign(Order, TermCount, 0) < 0 ? -1.0 : 1.0;
+        for (int p = 1; p <= TermCount; ++p) t = t * Normal[p][Order[p]];
+        Det = Det + t;
+    });
 }
 
 // The same enumeration as creatorder. Only the permutations with
@@ -155,32 +164,23 @@ void CMvLsmFit::creatorder(int k) {
 // n! leaves are visited, so the rounding matches the stored coefficients.
 void CMvLsmFit::creataorder(int k, int row, int col) {
     if (k > kMaxTerms || TermCount > kMaxTerms) return;  // would index past Order/Normal
-    if (k >= 1) {
-        for (int v = TermCount; v >= 1; --v) {
-            bool taken = false;
-            for (int p = k + 1; p <= TermCount; ++p) {
-                if (Order[p] == v) taken = true;
+    forEachPermutation(Order, TermCount, k, [this, row, col] {
+        // Sign of the permutation with position `row` removed; relabelling
+        // the remaining columns keeps their order, so this is the sign in
+        // the minor.
+        double t = inversionSign(Order, TermCount, row) < 0 ? -1.0 : 1.0;
+        for (int p = 1; p <= TermCount; ++p) {
+            if (p == row) continue;
+            // Zeroing and then multiplying on (rather than stopping) is what
+            // the stored results were computed with: 0 * inf gives NaN here.
+            if (Order[p] == col) {
+                t = 0.0;
+            } else {
+                t = t * Normal[p][Order[p]];
             }
-            if (taken) continue;
-            Order[k] = v;
-            creataorder(k - 1, row, col);
         }
-        return;
-    }
-    // Sign of the permutation with position `row` removed; relabelling the
-    // remaining columns keeps their order, so this is the sign in the minor.
-    double t = inversionSign(Order, TermCount, row) < 0 ? -1.0 : 1.0;
-    for (int p = 1; p <= TermCount; ++p) {
-        if (p == row) continue;
-        // Zeroing and then multiplying on (rather than stopping) is what the
-        // stored results were computed with: 0 * inf gives NaN here.
-        if (Order[p] == col) {
-            t = 0.0;
-        } else {
-            t = t * Normal[p][Order[p]];
-        }
-    }
-    Det = Det + t;
+        Det = Det + t;
+    });
 }
 
 int CMvLsmFit::getorder(int* order, int n) {
