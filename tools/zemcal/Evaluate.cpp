@@ -34,38 +34,6 @@ LoadedCalibration loadForHead(const std::string& file, const HeadParams& head, s
 
 namespace {
 
-// markField's corrected pattern, with the commands prepared by the library's
-// CPointCorrector (Rig::correctedAll): the same commands, so the same field.
-ErrorField markCorrectedField(const tagLenPar& rec, const Rig& rig, int n) {
-    ErrorField f;
-    f.n = n;
-    const std::size_t count = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
-    f.nominal.reserve(count);
-    for (int row = 0; row < n; ++row) {
-        for (int col = 0; col < n; ++col) {
-            const tagVeyPointF node = gridNode(rec.ValSize, n, row, col);
-            f.nominal.push_back({node.x, node.y});
-        }
-    }
-    for (const Shot& s : rig.correctedAll(rec, f.nominal)) {
-        f.spot.push_back(s.spot);
-        if (s.clamped) ++f.clamped;
-    }
-    return f;
-}
-
-// evaluateField with the corrected patterns marked through markCorrectedField.
-FieldReport evaluatePrepared(const tagLenPar& rec, const Rig& rig, int n) {
-    FieldReport r;
-    r.n = n;
-    tagLenPar lsm = rec;
-    lsm.UseLsm = 1;
-    r.uncorrected = summarize(markField(lsm, rig, n, CommandMode::Uncorrected));
-    r.ninePoint = summarize(markCorrectedField(withoutTables(lsm), rig, n));
-    r.full = summarize(markCorrectedField(lsm, rig, n));
-    return r;
-}
-
 nlohmann::ordered_json statsJson(const ErrorStats& s) {
     return {{"max_um", s.maxUm}, {"rms_um", s.rmsUm}, {"p95_um", s.p95Um}, {"clamped", s.clamped}};
 }
@@ -121,7 +89,7 @@ Command addEvaluateCommand(CLI::App& parent) {
                 const LoadedCalibration lc = loadForHead(o->file, o->head, log);
                 VirtualHead head(o->head);
                 const Rig rig(head);
-                const FieldReport r = evaluatePrepared(*lc.rec, rig, o->points);
+                const FieldReport r = evaluateField(*lc.rec, rig, o->points);
                 const unsigned char v = static_cast<unsigned char>(lc.rec->Version);
                 if (o->json) {
                     nlohmann::ordered_json j;

@@ -15,16 +15,25 @@ ErrorField markField(const tagLenPar& rec, const Rig& rig, int n, CommandMode mo
     f.n = n;
     const std::size_t count = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
     f.nominal.reserve(count);
-    f.spot.reserve(count);
     for (int row = 0; row < n; ++row) {
         for (int col = 0; col < n; ++col) {
             const tagVeyPointF node = gridNode(rec.ValSize, n, row, col);
-            const Vec2 p{node.x, node.y};
-            const Shot s = mode == CommandMode::Uncorrected ? rig.linear(rec, p) : rig.corrected(rec, p);
-            f.nominal.push_back(p);
-            f.spot.push_back(s.spot);
-            if (s.clamped) ++f.clamped;
+            f.nominal.push_back({node.x, node.y});
         }
+    }
+    // Corrected commands come from one prepared corrector, as a marking job
+    // would make them (the same commands as the facade's, bit for bit).
+    std::vector<Shot> shots;
+    if (mode == CommandMode::Corrected) {
+        shots = rig.correctedAll(rec, f.nominal);
+    } else {
+        shots.reserve(count);
+        for (const Vec2& p : f.nominal) shots.push_back(rig.linear(rec, p));
+    }
+    f.spot.reserve(count);
+    for (const Shot& s : shots) {
+        f.spot.push_back(s.spot);
+        if (s.clamped) ++f.clamped;
     }
     return f;
 }

@@ -17,7 +17,7 @@ namespace zemcal_tool {
 /// How a point is turned into galvo commands.
 enum class CommandMode {
     Uncorrected,  ///< ideal linear command (LP2DPEX_Cal)
-    Corrected,    ///< the record's least-squares correction (CalibPoint, UseLsm 1)
+    Corrected,    ///< the record's correction (CalibPoint's commands, from a CPointCorrector)
 };
 
 /// An n x n pattern over the working field, row 0 at the top.

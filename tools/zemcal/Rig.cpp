@@ -45,12 +45,6 @@ Shot Rig::linear(const tagLenPar& rec, Vec2 p) const {
     return fire(rec, out, false);
 }
 
-Shot Rig::corrected(const tagLenPar& rec, Vec2 p) const {
-    tagVeyPointF out{};
-    ZemCal().CalibPoint(rec, toFloat(p), out);
-    return fire(rec, out, false);
-}
-
 std::vector<Shot> Rig::correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const {
     std::vector<tagVeyPointF> commands;
     commands.reserve(points.size());

@@ -45,12 +45,10 @@ public:
 
     /// Ideal linear command Center + k*P (ZemCal::LP2DPEX_Cal).
     Shot linear(const tagLenPar& rec, Vec2 p) const;
-    /// Corrected command (ZemCal::CalibPoint with rec.UseLsm as set).
-    Shot corrected(const tagLenPar& rec, Vec2 p) const;
-
-    /// corrected() for many points, with the commands prepared in one go by a
-    /// CPointCorrector built from rec (the same commands, much faster for a
-    /// record with grid tables). One shot per point, in order.
+    /// Corrected commands (ZemCal::CalibPoint with rec.UseLsm as set) for
+    /// many points, prepared in one go by a CPointCorrector built from rec:
+    /// the same commands, much faster for a record with grid tables. One
+    /// shot per point, in order.
     std::vector<Shot> correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const;
 
     /// As above, but the spot is measured (with noise) rather than true.
