@@ -90,6 +90,7 @@ TEST_F(Cli, ExitStatusesAndMessages) {
     dir.write("short.cor", nine.substr(0, nine.find("PNT8")));
     dir.write("empty.cor", "");
     dir.write("refused.zcal", dir.read("sample.zcal").replace(7, 1, "3"));  // the version byte
+    dir.write("cut.zcal", dir.read("sample.zcal").substr(0, 64100));  // inside the first grid table
     const std::string head = "virtual head: ";
     const struct { int status; std::string args, err; } cases[] = {
         {2, "", "A subcommand is required"}, {2, "info", "FILE is required"},
@@ -107,6 +108,8 @@ TEST_F(Cli, ExitStatusesAndMessages) {
         {1, "info empty.cor", "empty.cor: not a calibration file: neither the binary magic ZEMCLDT nor a [Cal3] "
                               "section with the base points PNT0..PNT8"},
         {1, "info refused.zcal", "refused.zcal: calibration version '3' (0x33) is refused by the library"},
+        {1, "convert cut.zcal x.zcal",
+         "cut.zcal: truncated binary calibration file: it ends at byte 64100 of 73264 (zemcal info shows what it holds)"},
         {1, "convert --field-size -1 x.cor x.zcal", "--field-size must be a positive number of millimetres"},
         {1, "convert --version 3 sample.zcal x.zcal",
          "--version: '3' (0x33) would write a file the library refuses to load"},

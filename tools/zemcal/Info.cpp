@@ -99,10 +99,11 @@ json describeCalibration(const LoadedCalibration& lc) {
     j["test_lines"] = lines;
     // The library loads what a short binary file holds and keeps the
     // defaults for the rest; the nine points and shape end at byte 856.
-    if (lc.binary && lc.fileBytes < 856)
-        warnings.push_back("the file ends at byte " + std::to_string(lc.fileBytes) +
-                           ", before the end of the parameter block (856): the fields it lacks keep "
-                           "their defaults");
+    if (lc.truncated())
+        warnings.push_back("the file is truncated: it ends at byte " + std::to_string(lc.fileBytes) +
+                           " of " + std::to_string(lc.completeBytes) +
+                           (lc.fileBytes < 856 ? ", inside the parameter block" : "") +
+                           ": the fields it lacks keep their defaults");
     j["warnings"] = warnings;
     return j;
 }
@@ -206,7 +207,7 @@ Command addInfoCommand(CLI::App& parent) {
         "  zemcal info --field-size 110 examples/sample-head.cor\n"
         "  zemcal info --json examples/sample-head.zcal | python3 -m json.tool");
     return {sub, [o] {
-                const LoadedCalibration lc = loadCalibration(o->file, o->fieldSize);
+                const LoadedCalibration lc = loadCalibration(o->file, o->fieldSize, Truncated::Accept);
                 const json info = describeCalibration(lc);
                 if (o->json)
                     std::cout << info.dump(2) << '\n';

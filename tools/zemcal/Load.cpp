@@ -5,6 +5,7 @@
 // file again with the importer's rules (LoadDiagnosis.cpp).
 #include "Load.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -42,6 +43,20 @@ FileHead readHead(std::FILE* f) {
     return h;
 }
 
+// The size of a complete binary file holding r: the writer always ends the
+// fixed part with the Grid word at 4096, then the test lines (at most 100),
+// and when there are grid tables, their section from 64000 on: n, a second
+// word and n*n point pairs per table.
+long long completeBinaryBytes(const tagLenPar& r) {
+    const long long lines = std::min(std::max(r.LineCount, 0), 100);
+    long long end = 4100 + 32 * lines;
+    if (!r.Stacks.empty()) {
+        end = 64000;
+        for (const tagStack& t : r.Stacks) end += 8 + 16 * static_cast<long long>(t.Pnts.size());
+    }
+    return end;
+}
+
 std::string textProblem(const std::string& path, const std::string& fallback) {
     const TextDiagnosis d = diagnoseTextFile(path);
     if (d.what.empty()) return path + ": " + fallback;
@@ -57,7 +72,7 @@ std::string fieldSizeNote(const LoadedCalibration& lc) {
     return std::string(buf) + (lc.fieldSizeFromFile ? " (from the file)" : " (from --field-size)");
 }
 
-LoadedCalibration loadCalibration(const std::string& path, double fieldSize) {
+LoadedCalibration loadCalibration(const std::string& path, double fieldSize, Truncated truncated) {
     if (!(fieldSize > 0.0) || !std::isfinite(fieldSize))
         throw ToolError("--field-size must be a positive number of millimetres");
 
@@ -102,6 +117,11 @@ LoadedCalibration loadCalibration(const std::string& path, double fieldSize) {
     }
     lc.fieldSizeFromFile = head.binary && head.hasFieldSize && head.fieldSize > 1.0;
     lc.fileBytes = static_cast<long long>(st.st_size);
+    if (lc.binary) lc.completeBytes = completeBinaryBytes(*lc.rec);
+    if (lc.truncated() && truncated == Truncated::Refuse)
+        throw ToolError(path + ": truncated binary calibration file: it ends at byte " +
+                        std::to_string(lc.fileBytes) + " of " + std::to_string(lc.completeBytes) +
+                        " (zemcal info shows what it holds)");
     return lc;
 }
 

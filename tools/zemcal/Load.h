@@ -18,15 +18,27 @@ struct LoadedCalibration {
     double fieldSizeOption = 0.0;   ///< FieldSize set in the record before loading
     bool fieldSizeFromFile = false; ///< a binary file's own FieldSize (> 1 mm) replaced it
     long long fileBytes = 0;        ///< size of the file
+    long long completeBytes = 0;    ///< size a binary file with these contents has (0 for text)
+
+    /// A binary file that ends before its contents do: the library loads
+    /// what is there and leaves the rest of the record at its defaults.
+    bool truncated() const { return binary && fileBytes < completeBytes; }
 };
 
 /// "110 mm (from the file)" or "100 mm (from --field-size)".
 std::string fieldSizeNote(const LoadedCalibration& lc);
 
+/// What loadCalibration does with a truncated binary file.
+enum class Truncated {
+    Refuse,  ///< an error: a cut-off file is no calibration to correct with or convert
+    Accept,  ///< load it anyway, for a command that reports what the file holds
+};
+
 /// Loads path with FieldSize preset to fieldSize (the text format does not
 /// carry it; a binary file's own value wins when it exceeds 1 mm). Throws
 /// ToolError with a message naming the file and the problem.
-LoadedCalibration loadCalibration(const std::string& path, double fieldSize);
+LoadedCalibration loadCalibration(const std::string& path, double fieldSize,
+                                  Truncated truncated = Truncated::Refuse);
 
 /// The first problem of a text correction file, in the order the importer
 /// reads it: a base point missing or malformed, or a numeric key that does
