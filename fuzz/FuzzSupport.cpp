@@ -4,10 +4,12 @@
 
 #include <zemcal/BcdFile.h>
 #include <zemcal/Facade.h>
+#include <zemcal/PointCorrector.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <set>
@@ -57,6 +59,10 @@ bool inDeviceRange(float v, float resolution) {
     return std::isnan(v) || v == 0.0f || v == resolution || (v > 0.0f && v < resolution);
 }
 
+bool sameBits(const tagVeyPointF& a, const tagVeyPointF& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
 }  // namespace
 
 std::string scratchPath(const char* name) {
@@ -89,7 +95,8 @@ void fail(const char* what) {
 void exercisePoints(tagLenPar& par) {
     const float inf = std::numeric_limits<float>::infinity();
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    const tagVeyPointF points[] = {
+    constexpr std::size_t kCount = 8;
+    const tagVeyPointF points[kCount] = {
         {0.0f, 0.0f},       {10.0f, -20.0f}, {-40.0f, 40.0f},  {55.0f, 55.0f},
         {-1e6f, 3e5f},      {-0.0f, 1e-30f}, {nan, 1.0f},      {inf, -inf},
     };
@@ -98,14 +105,27 @@ void exercisePoints(tagLenPar& par) {
     ZemCal zem;
     for (const std::int32_t path : {0, 1}) {
         par.UseLsm = path;
-        for (const tagVeyPointF& p : points) {
-            tagVeyPointF out{};
+        // The prepared corrector, built from whatever the file put into the
+        // record, must give the facade's points to the last bit (NaNs too),
+        // one at a time and as an array.
+        const CPointCorrector corrector(par);
+        tagVeyPointF batch[kCount];
+        corrector.Correct(points, batch, kCount);
+        for (std::size_t i = 0; i < kCount; ++i) {
+            const tagVeyPointF& p = points[i];
+            tagVeyPointF out{}, prepared{};
             if (!zem.CalibPoint(par, p, out)) fail("CalibPoint returned false");
+            corrector.Correct(p, prepared);
+            if (!sameBits(out, prepared) || !sameBits(out, batch[i])) {
+                fail("CPointCorrector::Correct differs from CalibPoint");
+            }
             for (const bool shift : {false, true}) {
                 if (!zem.LP2DPEX_SFT(p, out, par, shift)) fail("LP2DPEX_SFT returned false");
                 if (!inDeviceRange(out.x, resolution) || !inDeviceRange(out.y, resolution)) {
                     fail("LP2DPEX_SFT left the device range");
                 }
+                corrector.CorrectSft(p, prepared, shift);
+                if (!sameBits(out, prepared)) fail("CPointCorrector::CorrectSft differs from LP2DPEX_SFT");
             }
         }
     }

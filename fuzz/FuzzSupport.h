@@ -34,7 +34,8 @@ std::string readFile(const std::string& path);
 /// facade's CalibPoint on the manual and the least-squares path and
 /// LP2DPEX_SFT with and without the shift, on fixed points from the centre to
 /// far outside the field and on non-finite ones. Checks that each call
-/// reports success and that LP2DPEX_SFT's result lies in the device range.
+/// reports success, that LP2DPEX_SFT's result lies in the device range, and
+/// that a CPointCorrector built from the record gives the same bits.
 /// `par` is unchanged on return.
 void exercisePoints(tagLenPar& par);
 
