@@ -98,11 +98,11 @@ json describeCalibration(const LoadedCalibration& lc) {
     }
     j["test_lines"] = lines;
     // The library loads what a short binary file holds and keeps the
-    // defaults for the rest; the nine points and shape end at byte 856.
+    // defaults for the rest.
     if (lc.truncated())
         warnings.push_back("the file is truncated: it ends at byte " + std::to_string(lc.fileBytes) +
                            " of " + std::to_string(lc.completeBytes) +
-                           (lc.fileBytes < 856 ? ", inside the parameter block" : "") +
+                           (lc.fileBytes < kParameterBlockEnd ? ", inside the parameter block" : "") +
                            ": the fields it lacks keep their defaults");
     j["warnings"] = warnings;
     return j;

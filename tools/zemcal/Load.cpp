@@ -44,14 +44,16 @@ FileHead readHead(std::FILE* f) {
 }
 
 // The size of a complete binary file holding r: the writer always ends the
-// fixed part with the Grid word at 4096, then the test lines (at most 100),
-// and when there are grid tables, their section from 64000 on: n, a second
-// word and n*n point pairs per table.
+// fixed part with the Grid word, then the test lines (32 bytes each, at most
+// 100), and when there are grid tables, their section: n, a second word and
+// n*n point pairs of 16 bytes per table.
 long long completeBinaryBytes(const tagLenPar& r) {
+    constexpr long long kLinesStart = 4100;   // just after the Grid word at 4096
+    constexpr long long kTablesStart = 64000;
     const long long lines = std::min(std::max(r.LineCount, 0), 100);
-    long long end = 4100 + 32 * lines;
+    long long end = kLinesStart + 32 * lines;
     if (!r.Stacks.empty()) {
-        end = 64000;
+        end = kTablesStart;
         for (const tagStack& t : r.Stacks) end += 8 + 16 * static_cast<long long>(t.Pnts.size());
     }
     return end;

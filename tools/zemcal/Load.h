@@ -25,6 +25,10 @@ struct LoadedCalibration {
     bool truncated() const { return binary && fileBytes < completeBytes; }
 };
 
+/// Where the parameter block of a binary file (nine points, fitted shape and
+/// coefficients) ends: a file shorter than this lacks part of the fit.
+constexpr long long kParameterBlockEnd = 856;
+
 /// "110 mm (from the file)" or "100 mm (from --field-size)".
 std::string fieldSizeNote(const LoadedCalibration& lc);
 
