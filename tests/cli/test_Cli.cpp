@@ -115,7 +115,7 @@ TEST_F(Cli, ExitStatusesAndMessages) {
          "--version: '3' (0x33) would write a file the library refuses to load"},
         {1, "simulate --grid 17 -o x.cor",
          "x.cor: grid tables are written to a binary calibration file; choose a name such as head.zcal"},
-        {1, "simulate --grid 2 -o x.zcal", "--grid: points per side must lie between 3 and 257"},
+        {1, "simulate --grid 2 -o x.zcal", "--grid: a grid table has 5, 9, 17, 25, 33 or 65 points per side"},
         {1, "simulate --grid 17 --passes 0 -o x.zcal", "--passes: between 1 and 10"},
         // The head is checked before the file is read. The span may not equal
         // the working field (100 mm by default).

@@ -22,6 +22,10 @@ Command addCorrectCommand(CLI::App& parent);
 Command addSimulateCommand(CLI::App& parent);
 Command addEvaluateCommand(CLI::App& parent);
 Command addPlotCommand(CLI::App& parent);
+Command addNewCommand(CLI::App& parent);
+Command addPatternCommand(CLI::App& parent);
+Command addMeasureCommand(CLI::App& parent);
+Command addFitCommand(CLI::App& parent);
 
 /// Adds --field-size to a subcommand that loads a file; the text format does
 /// not carry the device span, so it is set in the record before loading.

@@ -17,7 +17,7 @@ ErrorField markField(const tagLenPar& rec, const Rig& rig, int n, CommandMode mo
     f.nominal.reserve(count);
     for (int row = 0; row < n; ++row) {
         for (int col = 0; col < n; ++col) {
-            const tagVeyPointF node = gridNode(rec.ValSize, n, row, col);
+            const tagVeyPointF node = CCalibPattern::Node(rec.ValSize, n, row, col);
             f.nominal.push_back({node.x, node.y});
         }
     }

@@ -21,16 +21,23 @@ int main(int argc, char** argv) {
         "Units: logical points in millimetres, field centre at the origin, y up; device points in\n"
         "galvo units from 0 to Resolution. Exit status: 0 success, 1 a file, data or point-line\n"
         "problem, 2 a command-line error. Run 'zemcal COMMAND --help' for each command.\n\n"
+        "Calibrating a head: new -> pattern -> (mark, measure) -> fit, once for the nine points,\n"
+        "then for each grid pass; docs/calibrating-a-head.md walks through it.\n\n"
         "Examples:\n"
+        "  zemcal new -o lens.zcal\n"
+        "  zemcal pattern lens.zcal -o nine.csv\n"
+        "  zemcal measure --virtual nine.csv -o nine-measured.csv\n"
+        "  zemcal fit lens.zcal nine-measured.csv -o lens.zcal\n"
         "  zemcal simulate --grid 17 --passes 2 -o head.zcal\n"
         "  zemcal info head.zcal\n"
         "  printf '0 0\\n40 -25\\n' | zemcal correct head.zcal\n"
         "  zemcal evaluate head.zcal\n"
         "  zemcal plot head.zcal -o field.svg");
 
-    const std::vector<Command> commands = {addInfoCommand(app),     addConvertCommand(app),
-                                           addCorrectCommand(app),  addSimulateCommand(app),
-                                           addEvaluateCommand(app), addPlotCommand(app)};
+    const std::vector<Command> commands = {
+        addNewCommand(app),     addPatternCommand(app),  addMeasureCommand(app), addFitCommand(app),
+        addInfoCommand(app),    addConvertCommand(app),  addCorrectCommand(app), addSimulateCommand(app),
+        addEvaluateCommand(app), addPlotCommand(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

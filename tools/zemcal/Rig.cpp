@@ -27,7 +27,7 @@ bool clampedCoordinate(float v, std::int32_t resolution) {
 
 }  // namespace
 
-Shot Rig::fire(const tagLenPar& rec, tagVeyPointF out, bool measured) const {
+Shot Rig::fire(const tagLenPar& rec, tagVeyPointF out) const {
     Shot s;
     s.device = {out.x, out.y};
     s.clamped = clampedCoordinate(out.x, rec.Resolution) || clampedCoordinate(out.y, rec.Resolution);
@@ -35,14 +35,14 @@ Shot Rig::fire(const tagLenPar& rec, tagVeyPointF out, bool measured) const {
     const bool flip = rec.XYFlipSaved != 0;
     const double gx = flip ? out.y : out.x;
     const double gy = flip ? out.x : out.y;
-    s.spot = measured ? head_.measure(gx, gy) : head_.land(gx, gy);
+    s.spot = head_.land(gx, gy);
     return s;
 }
 
 Shot Rig::linear(const tagLenPar& rec, Vec2 p) const {
     tagVeyPointF out{};
     ZemCal().LP2DPEX_Cal(toFloat(p), out, rec);
-    return fire(rec, out, false);
+    return fire(rec, out);
 }
 
 std::vector<Shot> Rig::correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const {
@@ -52,53 +52,8 @@ std::vector<Shot> Rig::correctedAll(const tagLenPar& rec, const std::vector<Vec2
     CPointCorrector(rec).Correct(commands.data(), commands.data(), commands.size());
     std::vector<Shot> shots;
     shots.reserve(points.size());
-    for (const tagVeyPointF& out : commands) shots.push_back(fire(rec, out, false));
+    for (const tagVeyPointF& out : commands) shots.push_back(fire(rec, out));
     return shots;
-}
-
-Shot Rig::measureLinear(const tagLenPar& rec, Vec2 p) {
-    tagVeyPointF out{};
-    ZemCal().LP2DPEX_Cal(toFloat(p), out, rec);
-    return fire(rec, out, true);
-}
-
-Shot Rig::measureCorrected(const tagLenPar& rec, Vec2 p) {
-    tagVeyPointF out{};
-    ZemCal().CalibPoint(rec, toFloat(p), out);
-    return fire(rec, out, true);
-}
-
-tagVeyPointF gridNode(double valSize, int n, int row, int col) {
-    // V*(j/(n-1)) - V/2 puts the last node exactly on +V/2.
-    const double last = n - 1;
-    return {static_cast<float>(valSize * (col / last) - valSize * 0.5),
-            static_cast<float>(valSize * 0.5 - valSize * (row / last))};
-}
-
-void markNinePoints(tagLenPar& rec, Rig& rig) {
-    const AxisFlags flags = savedFlags(rec);
-    for (int i = 0; i < 9; ++i) {
-        // Nominal positions in the command frame, where the fit works.
-        const tagVeyPointF u = gridNode(rec.ValSize, 3, i / 3, i % 3);
-        const Vec2 logical = applyInversion({u.x, u.y}, flags);
-        const Shot s = rig.measureLinear(rec, logical);
-        const Vec2 measured = applyInversion(s.spot, flags);
-        rec.Pnt[i].PntA = u;
-        rec.Pnt[i].PntB = toFloat(measured);
-    }
-}
-
-std::vector<tagCalData> markGrid(const tagLenPar& rec, Rig& rig, int n) {
-    std::vector<tagCalData> table;
-    table.reserve(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
-    for (int row = 0; row < n; ++row) {
-        for (int col = 0; col < n; ++col) {
-            const tagVeyPointF p = gridNode(rec.ValSize, n, row, col);
-            const Shot s = rig.measureCorrected(rec, {p.x, p.y});
-            table.push_back({p, toFloat(s.spot)});
-        }
-    }
-    return table;
 }
 
 }  // namespace zemcal_tool

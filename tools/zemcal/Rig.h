@@ -51,30 +51,10 @@ public:
     /// shot per point, in order.
     std::vector<Shot> correctedAll(const tagLenPar& rec, const std::vector<Vec2>& points) const;
 
-    /// As above, but the spot is measured (with noise) rather than true.
-    Shot measureLinear(const tagLenPar& rec, Vec2 p);
-    Shot measureCorrected(const tagLenPar& rec, Vec2 p);
-
 private:
-    Shot fire(const tagLenPar& rec, tagVeyPointF out, bool measured) const;
+    Shot fire(const tagLenPar& rec, tagVeyPointF out) const;
 
     VirtualHead& head_;
 };
-
-/// Nominal position of node (row, col) of an n x n grid over the working
-/// field: row 0 at the top (largest y), column 0 at the left, the outer
-/// nodes exactly on +-valSize/2 so that the grid covers the field the
-/// library clamps points into.
-tagVeyPointF gridNode(double valSize, int n, int row, int col);
-
-/// Marks the nine points with ideal linear commands and fills rec.Pnt with
-/// them in the command frame: PntA the nominal position, PntB the measured
-/// one, row 0 at the top, left to right. rec must carry the head's geometry
-/// and flags.
-void markNinePoints(tagLenPar& rec, Rig& rig);
-
-/// Marks an n x n grid through rec's current correction and returns the
-/// table: PntA the logical point asked for, PntB where it was measured.
-std::vector<tagCalData> markGrid(const tagLenPar& rec, Rig& rig, int n);
 
 }  // namespace zemcal_tool

@@ -24,6 +24,19 @@ std::string format(const char* fmt, double a) {
 
 }  // namespace
 
+std::string validateGeometry(double valSize, double fieldSize, std::int32_t resolution) {
+    if (!(valSize > 0.0) || !std::isfinite(valSize)) return "the working field (--val-size) must be positive";
+    if (!(fieldSize > valSize) || !std::isfinite(fieldSize))
+        return "the device span (--field-size) must exceed the working field (--val-size): "
+               "corrected commands for the corners need room beyond it";
+    // The binary calibration file raises any resolution below 16 bits to
+    // 65535, so a coarser head could not round-trip through a file; above 24
+    // bits galvo units stop being exact in single precision.
+    if (resolution < 65535 || resolution > 16777215)
+        return "the resolution must lie between 65535 and 16777215 galvo units";
+    return {};
+}
+
 std::string validateHeadParams(const HeadParams& p) {
     const double values[] = {p.focal, p.f2, p.f3, p.valSize, p.fieldSize, p.rotationDeg,
                              p.scaleLeft, p.scaleRight, p.scaleTop, p.scaleBottom,
@@ -32,15 +45,7 @@ std::string validateHeadParams(const HeadParams& p) {
     for (double v : values)
         if (!std::isfinite(v)) return "every head parameter must be a finite number";
     if (p.focal <= 0.0) return "the focal length must be positive";
-    if (p.valSize <= 0.0) return "the working field (--val-size) must be positive";
-    if (!(p.fieldSize > p.valSize))
-        return "the device span (--field-size) must exceed the working field (--val-size): "
-               "corrected commands for the corners need room beyond it";
-    // The binary calibration file raises any resolution below 16 bits to
-    // 65535, so a coarser head could not round-trip through a file; above 24
-    // bits galvo units stop being exact in single precision.
-    if (p.resolution < 65535 || p.resolution > 16777215)
-        return "the resolution must lie between 65535 and 16777215 galvo units";
+    if (std::string g = validateGeometry(p.valSize, p.fieldSize, p.resolution); !g.empty()) return g;
     const double maxAngle = p.fieldSize * 0.5 / p.focal;
     if (maxAngle > kMaxAxisAngle)
         return format("the focal length is too short for the span: the edge of the span is %.3g rad "

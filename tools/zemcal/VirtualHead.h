@@ -66,6 +66,10 @@ struct HeadParams {
     std::uint32_t seed = 1;    ///< seed of the measurement noise
 };
 
+/// Checks a working field, device span and resolution; returns an empty
+/// string when a calibration can be made of them, else a sentence.
+std::string validateGeometry(double valSize, double fieldSize, std::int32_t resolution);
+
 /// Checks the parameters; returns an empty string when they are usable, else
 /// a sentence naming the first bad one.
 std::string validateHeadParams(const HeadParams& p);
