@@ -18,15 +18,15 @@ struct Prediction {
 };
 
 // Predicts the error at position i of a line of n nodes from up to four of
-// the nearest usable others (Lagrange weights at i). at(j) gives node j's
-// error, usable(j) whether it may be used.
+// the nearest usable others within [lo, hi] (Lagrange weights at i). at(j)
+// gives node j's error, usable(j) whether it may be used.
 template <class At, class Usable>
-Prediction predictAlong(int i, int n, At at, Usable usable) {
+Prediction predictWithin(int i, int lo, int hi, At at, Usable usable) {
     int picked[4];
     int count = 0;
-    for (int dist = 1; dist < n && count < 4; ++dist)
+    for (int dist = 1; dist <= hi - lo && count < 4; ++dist)
         for (int j : {i - dist, i + dist})
-            if (count < 4 && j >= 0 && j < n && usable(j)) picked[count++] = j;
+            if (count < 4 && j >= lo && j <= hi && usable(j)) picked[count++] = j;
     Prediction p;
     if (count < 2) return p;
     for (int a = 0; a < count; ++a) {
@@ -40,6 +40,25 @@ Prediction predictAlong(int i, int n, At at, Usable usable) {
     }
     p.valid = true;
     return p;
+}
+
+// The inverse-variance mean of two predictions (either may be missing).
+Prediction combine(const Prediction& a, const Prediction& b) {
+    if (!a.valid || !b.valid) return a.valid ? a : b;
+    const double wa = 1.0 / a.weightSq, wb = 1.0 / b.weightSq;
+    return {(a.x * wa + b.x * wb) / (wa + wb), (a.y * wa + b.y * wb) / (wa + wb), 1.0 / (wa + wb), true};
+}
+
+// The prediction along a line of n nodes (n odd). The correction treats each
+// half-axis on its own, so the error field is smooth on either side of the
+// middle node but may bend there: a node is predicted from its own side
+// (the middle node belongs to both), the middle node from each side.
+template <class At, class Usable>
+Prediction predictAlong(int i, int n, At at, Usable usable) {
+    const int mid = (n - 1) / 2;
+    if (i < mid) return predictWithin(i, 0, mid, at, usable);
+    if (i > mid) return predictWithin(i, mid, n - 1, at, usable);
+    return combine(predictWithin(i, 0, mid, at, usable), predictWithin(i, mid, n - 1, at, usable));
 }
 
 double median(std::vector<double> v) {
@@ -70,12 +89,11 @@ std::vector<int> FindOutliers(const std::vector<double>& errors, int n) {
                                                [&](int j) { return !out[static_cast<std::size_t>(j * n + c)]; });
             if (!pr.valid || !pc.valid) continue;  // fewer than two usable neighbours in a line
             const auto e = err(k);
-            // Inverse-variance mean of the two predictions: an edge node leans on
+            // The two directions averaged by their noise: an edge node leans on
             // the direction that interpolates rather than extrapolates.
-            const double wr = 1.0 / pr.weightSq, wc = 1.0 / pc.weightSq;
-            const double px = (pr.x * wr + pc.x * wc) / (wr + wc), py = (pr.y * wr + pc.y * wc) / (wr + wc);
-            dep[static_cast<std::size_t>(k)] = std::hypot(e.first - px, e.second - py);
-            amp[static_cast<std::size_t>(k)] = std::sqrt(1.0 + 1.0 / (wr + wc));
+            const Prediction p = combine(pr, pc);
+            dep[static_cast<std::size_t>(k)] = std::hypot(e.first - p.x, e.second - p.y);
+            amp[static_cast<std::size_t>(k)] = std::sqrt(1.0 + p.weightSq);
             scaled.push_back(dep[static_cast<std::size_t>(k)] / amp[static_cast<std::size_t>(k)]);
         }
         const double scatter = median(scaled);

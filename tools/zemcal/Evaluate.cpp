@@ -19,6 +19,9 @@ LoadedCalibration loadForHead(const std::string& file, const HeadParams& head, s
     tagLenPar& r = *lc.rec;
     r.UseLsm = 1;
     auto warn = [&](const std::string& what) { std::fprintf(log, "warning: %s\n", what.c_str()); };
+    std::fprintf(log, "note: %s is judged on the simulated virtual head above, not on a physical head; the "
+                      "errors of a physical head are measured (zemcal pattern, fit, plot --measured)\n",
+                 file.c_str());
     if (r.FieldSize != head.fieldSize)
         warn(strprintf("the file's field size %g mm differs from the head's %g mm", r.FieldSize, head.fieldSize));
     if (r.ValSize != head.valSize)

@@ -10,8 +10,9 @@
 namespace zemcal_tool {
 
 /// Loads file with the head's span as FieldSize (a binary file's own value
-/// wins), selects the least-squares path, and prints a warning to log for
-/// every geometry or axis flag that differs from the head.
+/// wins), selects the least-squares path, says on log that the calibration
+/// is judged on the virtual head, and prints a warning to log for every
+/// geometry or axis flag that differs from the head.
 LoadedCalibration loadForHead(const std::string& file, const HeadParams& head, std::FILE* log);
 
 }  // namespace zemcal_tool

@@ -12,7 +12,9 @@
 #include "Commands.h"
 #include "Evaluate.h"
 #include "FieldErrors.h"
+#include "Csv.h"
 #include "HeadOptions.h"
+#include "MeasuredPlot.h"
 #include "Svg.h"
 #include "Text.h"
 #include "ToolError.h"
@@ -137,24 +139,43 @@ void drawLegend(Svg& svg, double y) {
 
 Command addPlotCommand(CLI::App& parent) {
     struct Options {
-        std::string file, output;
+        std::string file, output, measured;
         HeadParams head;
     };
     auto o = std::make_shared<Options>();
-    CLI::App* sub = parent.add_subcommand("plot", "Draw the field of a virtual head, uncorrected and corrected, as SVG");
-    sub->add_option("FILE", o->file, "Binary calibration file or text correction file")->required();
+    CLI::App* sub = parent.add_subcommand(
+        "plot", "Draw measured errors, or the field of a virtual head uncorrected and corrected, as SVG");
+    CLI::Option* file = sub->add_option("FILE", o->file, "Binary calibration file or text correction file, "
+                                                         "judged on the virtual head");
+    CLI::Option* measured = sub->add_option("--measured", o->measured, "Draw the errors of this measurement CSV "
+                                                                       "instead (no virtual head involved)");
+    file->excludes(measured);
     sub->add_option("-o,--output", o->output, "SVG file to write")->required();
     addHeadOptions(*sub, o->head);
     sub->footer(
-        "Two panels side by side: linear commands, and the full calibration. Each shows the\n"
+        "With --measured: an arrow per node from its nominal position towards where it was\n"
+        "measured (scaled, with a scale bar in um), coloured by size, the worst nodes and outliers\n"
+        "labelled, the largest and RMS error in the title. These are the measurement's numbers.\n\n"
+        "With FILE: the calibration on the VIRTUAL head given by the head options (the defaults\n"
+        "unless given), not on a physical head. Two panels side by side: linear commands, and the\n"
+        "full calibration. Each shows the\n"
         "remaining error as a colour map, the deformed grid (displacements exaggerated by the\n"
         "stated factor) over the nominal grid, the nine calibration points and the grid-table\n"
         "nodes, a scale bar and the headline numbers. Give the head options the calibration was\n"
         "made with.\n\n"
         "Examples:\n"
+        "  zemcal plot --measured grid17-measured.csv -o errors.svg\n"
         "  zemcal plot examples/sample-head.zcal -o build/field.svg\n"
         "  rsvg-convert build/field.svg -o build/field.png");
     return {sub, [o] {
+                if (!o->measured.empty()) {
+                    const MeasuredRows m =
+                        parseMeasurement(readSmallFile(o->measured, kMaxCsvBytes), o->measured);
+                    writeFileAtomically(o->output, measuredErrorSvg(m, o->measured));
+                    std::printf("wrote %s: the measured errors of %s\n", o->output.c_str(), o->measured.c_str());
+                    return std::fflush(stdout) == 0 ? kExitOk : kExitFailure;
+                }
+                if (o->file.empty()) throw ToolError("give a calibration FILE or --measured MEASURED.csv");
                 checkAndPrintHead(o->head, stdout);
                 const LoadedCalibration lc = loadForHead(o->file, o->head, stdout);
                 const tagLenPar& rec = *lc.rec;
