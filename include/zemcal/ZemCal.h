@@ -13,6 +13,7 @@
 #include <zemcal/Export.h>
 #include <zemcal/Facade.h>
 #include <zemcal/Geometry.h>
+#include <zemcal/GridSolver.h>
 #include <zemcal/LenPar.h>
 #include <zemcal/MVLPkg.h>
 #include <zemcal/MvLsmFit.h>

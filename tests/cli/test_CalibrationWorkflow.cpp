@@ -84,6 +84,8 @@ TEST(CalibrationWorkflow, VirtualVisionSystemEndToEnd) {
         runOk(dir, "measure --virtual --seed " + std::to_string(pass + 1) + " grid.csv -o grid-m.csv");
         runOk(dir, "fit lens.zcal grid-m.csv -o lens.zcal");
     }
+    EXPECT_NE(runOk(dir, "fit --solve lens.zcal grid-m.csv -o solved.zcal").find("solved table: predicted error"),
+              std::string::npos);
     runOk(dir, "plot --measured grid-m.csv -o errors.svg");
     EXPECT_NE(dir.read("errors.svg").find("17 x 17 nodes over 100 mm · largest"), std::string::npos);
     const auto e = nlohmann::json::parse(runOk(dir, "evaluate --json lens.zcal"));

@@ -35,6 +35,9 @@ void printReport(const std::string& name, const MeasuredRows& m, const FitOutcom
     for (const tagNodeError& e : r.Worst)
         std::printf(" (row %d, col %d, line %d) %.2f um%s", e.Row, e.Col, m.lines[static_cast<std::size_t>(e.Index)],
                     e.ErrorUm, &e == &r.Worst.back() ? "\n" : ";");
+    if (f.solved)
+        std::printf("solved table: predicted error over the field largest %.2f um, RMS %.2f um\n", f.predictedMaxUm,
+                    f.predictedRmsUm);
     std::printf("stored: %s; version %s, %s fit kept; %zu grid tables\n", storedText(r).c_str(),
                 versionLabel(rec.Version).c_str(), fitName(rec.Version), rec.Stacks.size());
 }
@@ -57,6 +60,7 @@ nlohmann::ordered_json reportJson(const std::string& name, const MeasuredRows& m
     j["stored"] = r.TableIndex < 0 ? nlohmann::ordered_json("nine points")
                                    : nlohmann::ordered_json({{"grid_table", r.TableIndex}});
     j["tables_removed"] = r.TablesDropped;
+    if (f.solved) j["solved"] = {{"predicted_max_um", f.predictedMaxUm}, {"predicted_rms_um", f.predictedRmsUm}};
     j["version"] = versionLabel(rec.Version);
     j["fit"] = fitName(rec.Version);
     j["grid_tables"] = rec.Stacks.size();
@@ -70,7 +74,7 @@ Command addFitCommand(CLI::App& parent) {
     struct Options {
         std::string file, measurement, output;
         int replace = -1;
-        bool strict = false, json = false;
+        bool strict = false, json = false, solve = false;
         double fieldSize = 100.0;
     };
     auto o = std::make_shared<Options>();
@@ -80,6 +84,8 @@ Command addFitCommand(CLI::App& parent) {
         ->required();
     sub->add_option("-o,--output", o->output, "Binary calibration file to write (may be CAL itself)")->required();
     sub->add_option("--replace", o->replace, "Replace grid table K instead of adding one");
+    sub->add_flag("--solve", o->solve, "Solve the grid table from the measurement (one pass reaches what two "
+                                       "plain passes do); the measurement must hold the pattern's command columns");
     sub->add_flag("--strict", o->strict, "Refuse a measurement with outliers instead of warning");
     sub->add_flag("--json", o->json, "Print the report as one JSON document");
     addFieldSizeOption(*sub, o->fieldSize, "default 100");
@@ -88,7 +94,9 @@ Command addFitCommand(CLI::App& parent) {
         "grid tables, measured through the previous fit, are removed. An N x N measurement (of\n"
         "'zemcal pattern CAL --grid N') adds a grid table, or replaces table K. The fit version of\n"
         "CAL is kept. Nodes are recognised by their nominal position, in any order; columns by\n"
-        "their header name. Refused, with nothing written: a cell that is not a number, a node\n"
+        "their header name. With --solve, the grid table is solved from a model of the head the\n"
+        "measurement shows, so that one pass corrects as far as two plain passes (the report gives\n"
+        "the predicted error). Refused, with nothing written: a cell that is not a number, a node\n"
         "missing or given twice, a position that is no node, a mark farther than 5 % of the\n"
         "field from its node. Outliers (a node departing from what its neighbours predict) are\n"
         "warned about.\n\n"
@@ -100,9 +108,12 @@ Command addFitCommand(CLI::App& parent) {
                     throw ToolError(o->output + ": is the measurement file; write the calibration elsewhere");
                 LoadedCalibration lc = loadCalibration(o->file, o->fieldSize);
                 tagLenPar& rec = *lc.rec;
-                const MeasuredRows m =
-                    parseMeasurement(readSmallFile(o->measurement, kMaxCsvBytes), o->measurement);
-                const FitOutcome f = fitMeasurement(rec, m, o->measurement, o->replace, o->strict);
+                const std::string text = readSmallFile(o->measurement, kMaxCsvBytes);
+                const MeasuredRows m = parseMeasurement(text, o->measurement);
+                std::vector<tagGridSample> samples;
+                if (o->solve) samples = parseGridSamples(text, o->measurement);
+                const FitOutcome f =
+                    fitMeasurement(rec, m, o->measurement, o->replace, o->strict, o->solve ? &samples : nullptr);
                 if (!ZemCal().saveUcf(o->output.c_str(), rec, static_cast<CalVerion>(rec.Version)))
                     throw ToolError("cannot write " + o->output);
                 for (const std::string& w : f.warnings) std::fprintf(stderr, "warning: %s\n", w.c_str());

@@ -41,11 +41,13 @@ void writeNinePointText(const tagLenPar& rec, const HeadParams& p, const std::st
 
 // One mark-measure-fit cycle on the virtual head: the pattern's file text,
 // measured, read back and fitted into rec. Returns the measured error.
-ResidualStats cycle(tagLenPar& rec, VirtualHead& head, int grid) {
+ResidualStats cycle(tagLenPar& rec, VirtualHead& head, int grid, bool solve) {
     const std::string name = grid == 0 ? "nine-point measurement" : "grid measurement";
     const std::string pattern = patternCsv(grid == 0 ? CCalibPattern::NinePoints(rec) : CCalibPattern::Grid(rec, grid));
-    const MeasuredRows m = parseMeasurement(measureVirtually(pattern, name, head), name);
-    const FitOutcome f = fitMeasurement(rec, m, name, -1, false);
+    const std::string measured = measureVirtually(pattern, name, head);
+    const MeasuredRows m = parseMeasurement(measured, name);
+    const std::vector<tagGridSample> samples = solve ? parseGridSamples(measured, name) : std::vector<tagGridSample>();
+    const FitOutcome f = fitMeasurement(rec, m, name, -1, false, solve ? &samples : nullptr);
     return {f.report.LargestUm, f.report.RmsUm};
 }
 
@@ -64,7 +66,7 @@ SimulateReport runSimulation(const HeadParams& params, const SimulateSettings& s
     SimulateReport report;
     auto rec = newRecord(setupOf(params, false));
 
-    report.ninePoints = cycle(*rec, head, 0);
+    report.ninePoints = cycle(*rec, head, 0, false);
     std::fprintf(log, "nine points marked with linear commands: largest error %.1f um, RMS %.1f um\n",
                  report.ninePoints.maxUm, report.ninePoints.rmsUm);
 
@@ -81,7 +83,7 @@ SimulateReport runSimulation(const HeadParams& params, const SimulateSettings& s
 
     report.binary = true;
     for (int pass = 1; pass <= s.passes; ++pass) {
-        const ResidualStats st = cycle(*rec, head, s.grid);
+        const ResidualStats st = cycle(*rec, head, s.grid, s.solve);
         report.gridPasses.push_back(st);
         std::fprintf(log, "pass %d: %d x %d grid marked through the correction: largest error %.2f um, "
                           "RMS %.2f um -> table #%zu\n",
@@ -105,6 +107,8 @@ Command addSimulateCommand(CLI::App& parent) {
     CLI::Option* grid = sub->add_option("--grid", o->settings.grid,
                                         "Add grid passes of N x N points (5, 9, 17, 25, 33 or 65; 17 is typical)");
     sub->add_option("--passes", o->settings.passes, "Number of grid passes")->needs(grid)->capture_default_str();
+    sub->add_flag("--solve", o->settings.solve, "Solve each grid table from its measurement (zemcal fit --solve)")
+        ->needs(grid);
     addHeadOptions(*sub, o->head);
     sub->footer(
         "Runs the workflow of a physical head on the virtual one (new, pattern, measure --virtual,\n"
@@ -116,6 +120,7 @@ Command addSimulateCommand(CLI::App& parent) {
         "Examples:\n"
         "  zemcal simulate -o head.cor\n"
         "  zemcal simulate --grid 17 --passes 2 -o head.zcal\n"
+        "  zemcal simulate --grid 17 --solve -o head.zcal\n"
         "  zemcal simulate --focal 254 --rotation -0.5 --invert-y --seed 7 -o other.cor");
     return {sub, [o] {
                 runSimulation(o->head, o->settings, stdout);

@@ -16,6 +16,7 @@ struct SimulateSettings {
     std::string output;  ///< the calibration file to write
     int grid = 0;        ///< points per side of each grid pass; 0: nine points only
     int passes = 1;      ///< grid passes (with grid > 0)
+    bool solve = false;  ///< solve each grid table (CGridSolver) instead of storing the measured errors
 };
 
 struct SimulateReport {

@@ -87,8 +87,20 @@ MeasuredRows parseMeasurement(std::string_view text, const std::string& name) {
     return m;
 }
 
+std::vector<tagGridSample> parseGridSamples(std::string_view text, const std::string& name) {
+    std::vector<std::string> columns = kPatternColumns;
+    columns.insert(columns.end(), {"measured_x", "measured_y"});
+    std::vector<tagGridSample> samples;
+    for (const CsvRow& r : parseCsv(text, name, columns, kMaxRows)) {
+        const std::vector<double>& v = r.values;
+        samples.push_back({static_cast<std::int32_t>(v[0]), static_cast<std::int32_t>(v[1]), pointOf(v[2], v[3]),
+                           pointOf(v[4], v[5]), pointOf(v[6], v[7])});
+    }
+    return samples;
+}
+
 FitOutcome fitMeasurement(tagLenPar& rec, const MeasuredRows& m, const std::string& name, int replace,
-                          bool strict) {
+                          bool strict, const std::vector<tagGridSample>* solve) {
     auto where = [&](const tagMeasurementProblem& p) {
         return p.Index >= 0 ? strprintf("%s: line %d: ", name.c_str(), m.lines[static_cast<std::size_t>(p.Index)])
                             : name + ": ";
@@ -96,8 +108,22 @@ FitOutcome fitMeasurement(tagLenPar& rec, const MeasuredRows& m, const std::stri
     FitOutcome out;
     tagMeasurementProblem problem;
     tagLenPar trial = rec;  // rec changes only when everything is accepted
-    if (!CMeasurementFit::Apply(trial, m.nodes, replace, out.report, problem))
+    if (solve != nullptr) {
+        if (replace >= 0) throw ToolError(name + ": a solved table is added; it cannot replace table #" +
+                                          std::to_string(replace));
+        if (!CMeasurementFit::Check(trial, m.nodes, out.report, problem))
+            throw ToolError(where(problem) + problem.Message);
+        if (out.report.N == 3) throw ToolError(name + ": the nine points are fitted, not solved: --solve needs a grid");
+        tagSolvedTable table;
+        if (!CGridSolver::Solve(trial, *solve, table)) throw ToolError(name + ": " + table.Error);
+        out.report.TableIndex = static_cast<std::int32_t>(trial.Stacks.size());
+        CCalibAlg::setCalibPnts(trial, out.report.TableIndex, table.N, table.Pnts.data());
+        out.solved = true;
+        out.predictedMaxUm = table.PredictedMaxUm;
+        out.predictedRmsUm = table.PredictedRmsUm;
+    } else if (!CMeasurementFit::Apply(trial, m.nodes, replace, out.report, problem)) {
         throw ToolError(where(problem) + problem.Message);
+    }
     for (const tagMeasurementProblem& o : out.report.Outliers) {
         if (strict) throw ToolError(where(o) + o.Message + " (refused with --strict)");
         out.warnings.push_back(where(o) + o.Message);

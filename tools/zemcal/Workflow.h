@@ -60,17 +60,26 @@ struct MeasuredRows {
 };
 MeasuredRows parseMeasurement(std::string_view text, const std::string& name);
 
+/// A measurement of a grid with the commands it was marked with (the
+/// pattern's columns and the measured ones), for the grid solver.
+std::vector<tagGridSample> parseGridSamples(std::string_view text, const std::string& name);
+
 /// The outcome of fitting a measurement into a record.
 struct FitOutcome {
     tagMeasurementReport report;
     std::vector<std::string> warnings;  ///< "name: line L: ..." sentences
+    bool solved = false;                ///< the table came from CGridSolver
+    double predictedMaxUm = 0.0;        ///< its predicted largest error
+    double predictedRmsUm = 0.0;
 };
 
 /// CMeasurementFit::Apply with the tool's messages: a refusal is thrown as
 /// ToolError naming the file and the line; outliers become warnings, or the
-/// refusal with strict set. rec is untouched when it throws.
+/// refusal with strict set. With solve (a grid measurement holding its
+/// commands), the table stored is the one CGridSolver computes from it
+/// instead of the measured errors. rec is untouched when it throws.
 FitOutcome fitMeasurement(tagLenPar& rec, const MeasuredRows& m, const std::string& name, int replace,
-                          bool strict);
+                          bool strict, const std::vector<tagGridSample>* solve = nullptr);
 
 /// Largest bytes of a pattern or measurement file (a 65 x 65 pattern takes
 /// about 300 kB).
