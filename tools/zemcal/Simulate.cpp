@@ -4,9 +4,9 @@
 // through the text of the files those commands write, so simulate checks the
 // workflow as well as the head.
 //
-// Version: with grid passes the calibration uses the revised fit (0x60) from
-// the start, so every pass is measured through the correction its table
-// will be used with.
+// Version: the calibration keeps one fit from the start (revised, 0x60,
+// unless --classic), so every pass is measured through the correction its
+// table will be used with.
 #include "Simulate.h"
 
 #include <memory>
@@ -64,7 +64,7 @@ SimulateReport runSimulation(const HeadParams& params, const SimulateSettings& s
 
     VirtualHead head(params);
     SimulateReport report;
-    auto rec = newRecord(setupOf(params, false));
+    auto rec = newRecord(setupOf(params, s.classic));
 
     report.ninePoints = cycle(*rec, head, 0, false);
     std::fprintf(log, "nine points marked with linear commands: largest error %.1f um, RMS %.1f um\n",
@@ -107,6 +107,7 @@ Command addSimulateCommand(CLI::App& parent) {
     CLI::Option* grid = sub->add_option("--grid", o->settings.grid,
                                         "Add grid passes of N x N points (5, 9, 17, 25, 33 or 65; 17 is typical)");
     sub->add_option("--passes", o->settings.passes, "Number of grid passes")->needs(grid)->capture_default_str();
+    sub->add_flag("--classic", o->settings.classic, "Calibrate with the classic fit (version 'P')");
     sub->add_flag("--solve", o->settings.solve, "Solve each grid table from its measurement (zemcal fit --solve)")
         ->needs(grid);
     addHeadOptions(*sub, o->head);
@@ -115,7 +116,8 @@ Command addSimulateCommand(CLI::App& parent) {
         "fit): marks the nine calibration points with linear commands, measures and fits them, and\n"
         "writes a text correction file (rows from the top-left, nominal then measured position).\n"
         "With --grid, marks an N x N grid through the current correction, measures it and adds it\n"
-        "as a grid table, pass after pass; the result is a binary calibration file of version 0x60.\n"
+        "as a grid table, pass after pass; the result is a binary calibration file (version 0x60,\n"
+        "or 'P' with --classic).\n"
         "Evaluate or plot the result with the same head options.\n\n"
         "Examples:\n"
         "  zemcal simulate -o head.cor\n"

@@ -16,7 +16,8 @@ struct SimulateSettings {
     std::string output;  ///< the calibration file to write
     int grid = 0;        ///< points per side of each grid pass; 0: nine points only
     int passes = 1;      ///< grid passes (with grid > 0)
-    bool solve = false;  ///< solve each grid table (CGridSolver) instead of storing the measured errors
+    bool solve = false;
+    bool classic = false;  ///< the classic fit (version 'P') instead of the revised one  ///< solve each grid table (CGridSolver) instead of storing the measured errors
 };
 
 struct SimulateReport {
