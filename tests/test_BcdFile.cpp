@@ -229,7 +229,9 @@ TEST_F(BcdFile, OtherFiles) {
 // file is replaced (new inode) by a temporary that takes over its owner and
 // mode, and a symbolic link to it stays a link. Where no temporary can do
 // that it is written in place (same inode, no tail of the longer old
-// contents); a file this user may not write is neither written nor replaced.
+// contents) once the space is reserved; a file this user may not write is
+// neither written nor replaced; a name too long for a temporary beside it
+// is written in place.
 // A save that is refused, fails (disk full) or dies part-way leaves the
 // previous file as it was.
 TEST_F(BcdFile, SaveOverAnExistingFile) {
@@ -252,6 +254,7 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
         {"replaced, mode kept", 0640, 0700, false, false, false, false, kNoLimit, 1, false},
         {"through a symbolic link", 0640, 0700, true, false, false, false, kNoLimit, 1, false},
         {"hard-linked file", 0666, 0777, false, true, false, false, kNoLimit, 1, true},
+        {"hard-linked file, disk full", 0644, 0700, false, true, false, false, kDiskFull, 0, true},
         {"disk full", 0644, 0700, false, false, false, false, kDiskFull, 0, true},
         {"killed while writing", 0644, 0700, false, false, false, false, kKilled, -SIGXFSZ, true},
         {"read-only folder", 0666, 0555, false, false, true, true, kNoLimit, 1, true},
@@ -298,13 +301,20 @@ TEST_F(BcdFile, SaveOverAnExistingFile) {
         EXPECT_EQ(now.st_ino == old.st_ino, c.sameInode);
         EXPECT_TRUE(now.st_uid == old.st_uid && now.st_mode == old.st_mode);
         EXPECT_EQ(fresh.read("f.bcd"), c.result == 1 ? after : before);
-        if (c.hardLink) { EXPECT_EQ(fresh.read("other.bcd"), after); }
+        if (c.hardLink) { EXPECT_EQ(fresh.read("other.bcd"), c.result == 1 ? after : before); }
         EXPECT_EQ(fs::is_symlink(saveAs), c.symLink);
         // No temporary left behind, unless the save was killed.
         if (c.limit != kKilled) {
             EXPECT_EQ(std::distance(fs::directory_iterator(fresh.path), {}), 1 + c.symLink + c.hardLink);
         }
     }
+    const std::string longName = dir.file(std::string(250, 'n'));
+    saveToBytes(*sample(), dir, std::string(250, 'n'));
+    struct stat old {}, now {};
+    ASSERT_EQ(::stat(longName.c_str(), &old), 0);
+    EXPECT_TRUE(CBcdFile::SaveBcdFile(longName.c_str(), *par));
+    ASSERT_EQ(::stat(longName.c_str(), &now), 0);
+    EXPECT_TRUE(now.st_ino == old.st_ino && dir.read(std::string(250, 'n')) == after);
 }
 
 // The head of a calibration file holds LineCount where the base file has

@@ -69,6 +69,15 @@ TEST(CalibTables, NinePointsAndGridTables) {
     n = 2;
     ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
     EXPECT_TRUE(n == 5 && samePoints(back.data(), other.data(), 4) && back[4].PntA.x == -1.0f);
+    // A larger n copies no more than the table holds.
+    back.assign(81, tagCalData{{-1, -1}, {-1, -1}});
+    n = 9;
+    ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, 0, n, back.data()));
+    EXPECT_TRUE(n == 5 && samePoints(back.data(), other.data(), 25) && back[25].PntA.x == -1.0f);
+    back.assign(81, tagCalData{{-1, -1}, {-1, -1}});
+    n = 9;
+    ASSERT_TRUE(CCalibAlg::getCalibPnts(*lp, -1, n, back.data()));
+    EXPECT_TRUE(n == 3 && samePoints(back.data(), nine.data(), 9) && back[9].PntA.x == -1.0f);
 
     // Past the last table: false, n unchanged.
     n = 4;
@@ -77,13 +86,17 @@ TEST(CalibTables, NinePointsAndGridTables) {
 }
 
 // The line tables of the path UseLsm selects, per axis. The tables hold 100
-// entries: reads stop there on both paths, writes on the least-squares path.
+// entries: reads and writes stop there on both paths.
 TEST(CalibTables, LineTablesByPathAndAxis) {
     auto lp = std::make_unique<tagLenPar>();
     lp->UseLsm = 1, lp->LineCount = 150, lp->ManLineCount = 120;
     std::vector<tagVeyPointF> pts(150, tagVeyPointF{7.0f, 8.0f});
     ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 150, pts.data()));
     EXPECT_EQ(std::make_tuple(lp->XT[99], lp->YT[0]), std::make_tuple(7.0, 0.0));  // YT follows XT in memory
+    lp->UseLsm = 0;
+    ASSERT_TRUE(CCalibAlg::setEqualPnts(*lp, 0, 150, pts.data()));
+    EXPECT_EQ(std::make_tuple(lp->ManXT[99], lp->ManYT[0]), std::make_tuple(7.0, 0.0));
+    lp->UseLsm = 1;
 
     pts[2] = {5.0f, 6.0f};
     const struct { int useLsm, axis; const double *target, *actual, *ratio; int count; } cases[] = {

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include "CommaLocale.h"
 
 #include <array>
@@ -71,6 +73,14 @@ TEST(CorFileLoad, MinimalFileTakesEveryDefault) {
     for (double s : par.S) EXPECT_EQ(s, 0.0);
     EXPECT_EQ(par.Stacks.size(), 2u);  // loads append; no grid section here
     EXPECT_FALSE(CBcdFile::LoadCorFile(nullptr, par));  // read like a file that cannot be opened
+    // So are a device that never ends and a FIFO nobody writes to: no hang.
+    const TempDir dir;
+    ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    for (const std::string& path : {std::string("/dev/zero"), dir.file("fifo")}) {
+        tagLenPar fresh;
+        EXPECT_FALSE(CBcdFile::LoadCorFile(path.c_str(), fresh)) << path;
+        EXPECT_EQ(fresh.ValSize, 100.0) << path;
+    }
 }
 
 TEST(CorFileLoad, RealisticFile) {

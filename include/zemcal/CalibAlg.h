@@ -36,14 +36,15 @@ public:
 
     /// Reads a table. index < 0 reads Pnt and sets n to 3; otherwise n is set
     /// to the table's size (false when index is past the last table). The
-    /// number of records copied is (n on entry) squared: [out] pts must hold
-    /// that many.
+    /// number of records copied is (n on entry) squared, at most the number
+    /// the table holds (9 for Pnt): [out] pts must hold that many. [in,out] n.
     static bool getCalibPnts(const tagLenPar& lp, int index, int& n, tagCalData* pts);
 
     /// Stores line-table entries (target, measured) in mm for X (axis 0) or
-    /// Y (axis non-zero); the least-squares tables when UseLsm is non-zero
-    /// (at most 100 entries), the manual ones otherwise (count uncapped:
-    /// callers pass at most 100). Always true.
+    /// Y (axis non-zero); the least-squares tables when UseLsm is non-zero,
+    /// the manual ones otherwise; at most 100 entries, the tables' size (a
+    /// larger count stores the first 100). [in] pts holds count entries.
+    /// Always true.
     static bool setEqualPnts(tagLenPar& lp, int axis, int count, tagVeyPointF* pts);
 
     /// Reads line-table entries as (target, measured); count receives the

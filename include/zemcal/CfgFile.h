@@ -5,7 +5,10 @@
 // rewrites the whole file, and saving sorts sections and keys bytewise.
 //
 // Error contract: loadItems and saveItems always return true (a missing file
-// reads as empty; a failed write is silent). GetInt, GetFloat and GetDouble
+// reads as empty, and so do a path that is no regular file and a file over
+// kMaxTextBytes; a failed write is silent, and leaves the previous file as
+// it was: the file is written through a temporary). saveItems also prints
+// "mymap contains:" to standard output. GetInt, GetFloat and GetDouble
 // throw std::invalid_argument / std::out_of_range for a value that does not
 // start with a number. Not thread-safe.
 #pragma once
@@ -33,6 +36,9 @@ struct tagDataSect {
 
 class ZEMCAL_API CCfgFile {
 public:
+    /// The largest file loadItems reads (64 MiB).
+    static constexpr long long kMaxTextBytes = 64ll << 20;
+
     CCfgFile();
     ~CCfgFile();
     CCfgFile(const CCfgFile&) = delete;

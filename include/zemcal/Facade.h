@@ -43,10 +43,12 @@ public:
     bool getCalibPnts(const char* path, int index, int& count, tagCalData* pnts);
 
     /// Applies line-table entries to a temporary copy of the file's record
-    /// and discards it: nothing is saved (kept for compatibility).
+    /// and discards it: nothing is saved (see CCalibAlg::setEqualPnts for
+    /// the bound on count). index is the axis: 0 for X, non-zero for Y.
     bool setEqualPnts(const char* path, int index, int count, tagVeyPointF* pnts);
 
-    /// Reads line-table entries of the file at path (see CCalibAlg::getEqualPnts).
+    /// Reads line-table entries of the file at path (see
+    /// CCalibAlg::getEqualPnts); index is the axis: 0 for X, non-zero for Y.
     bool getEqualPnts(const char* path, int index, int& count, tagVeyPointF* pnts);
 
     // ---- Point correction: logical mm in, galvo units out --------------

@@ -6,6 +6,7 @@
 // interface have always relied on.
 #include <zemcal/CalibAlg.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -79,18 +80,23 @@ bool CCalibAlg::setCalibPnts(tagLenPar& lp, int index, int n, tagCalData* pts) {
 }
 
 bool CCalibAlg::getCalibPnts(const tagLenPar& lp, int index, int& n, tagCalData* pts) {
-    // The number of records copied is fixed by n on entry.
-    const std::int64_t count = static_cast<std::int64_t>(n) * n;
+    // The number of records copied is fixed by n on entry, bounded by what
+    // the table holds: a larger n never reads past the table.
+    std::int64_t count = static_cast<std::int64_t>(n) * n;
     const tagCalData* source = nullptr;
+    std::int64_t held = 0;
     if (index < 0) {
         n = 3;
         source = lp.Pnt;
+        held = 9;
     } else {
         if (!isExistingTable(lp, index)) return false;
         const tagStack& table = lp.Stacks[static_cast<std::size_t>(index)];
         n = table.Num;
         source = table.Pnts.data();
+        held = static_cast<std::int64_t>(table.Pnts.size());
     }
+    count = std::min(count, held);
     if (count > 0) std::memcpy(pts, source, static_cast<std::size_t>(count) * sizeof(tagCalData));
     return true;
 }
@@ -99,8 +105,8 @@ bool CCalibAlg::setEqualPnts(tagLenPar& lp, int axis, int count, tagVeyPointF* p
     if (count <= 0) return true;
     auto t = selectLineTables(lp, axis);
     const bool lsm = lp.UseLsm != 0;
-    // The least-squares tables hold 100 entries; the manual half trusts its caller.
-    const int entries = lsm && count > 100 ? 100 : count;
+    // Each line table holds 100 entries: at most that many are stored.
+    const int entries = count > 100 ? 100 : count;
     // Only a re-measured Y line of the least-squares half updates its ratio:
     // the same target measured again at a new place scales the ratio by
     // target/measured. Elsewhere the ratio is only ever initialised.

@@ -1,4 +1,6 @@
-// SafeFileWriter: temporary file beside the target, fsync, rename over it.
+// SafeFileWriter: temporary file beside the target, fsync, rename over it;
+// or, where that cannot be, staged contents copied in after the space of
+// them is reserved.
 #include "files/SafeFile.h"
 
 #include <cerrno>
@@ -77,60 +79,88 @@ bool SafeFileWriter::open(const char* path) {
     struct stat old {};
     const bool exists = ::stat(path, &old) == 0;
     std::string target;
+    bool replaceable = false;
     if (!exists) {
         // A new file, unless the path is a dangling symbolic link (or cannot
-        // be looked up at all): then "wb" decides, creating the file the link
-        // names or failing.
+        // be looked up at all): then the link's own target is written.
         struct stat link {};
-        if (errno != ENOENT || ::lstat(path, &link) == 0) return openInPlace(path);
+        replaceable = errno == ENOENT && ::lstat(path, &link) != 0;
         target = path;
     } else {
-        if (!S_ISREG(old.st_mode) || old.st_nlink > 1) return openInPlace(path);
-        // A file this process may not open for writing is not replaced either:
-        // the save fails, as a plain open would, and the file stays as it is.
-        const int probe = ::open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+        // A file this process may not open for writing is not written at
+        // all: the save fails and the file stays as it is. O_NONBLOCK keeps
+        // the probe from waiting for a reader on a FIFO.
+        const int probe = ::open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
         if (probe < 0) return false;
         ::close(probe);
         // Through symbolic links to the file itself, so the links survive.
         std::unique_ptr<char, void (*)(void*)> real(::realpath(path, nullptr), &std::free);
-        if (!real) return openInPlace(path);
-        target = real.get();
+        replaceable = S_ISREG(old.st_mode) && old.st_nlink == 1 && real != nullptr;
+        target = real != nullptr ? real.get() : path;
     }
 
-    int fd = createTemporary(target, temp_);
-    if (fd >= 0 && exists && !copyOwnership(fd, old)) {
-        ::close(fd);
-        ::unlink(temp_.c_str());
-        fd = -1;
-    }
-    if (fd < 0) {
+    if (replaceable) {
+        int fd = createTemporary(target, temp_);
+        if (fd >= 0 && exists && !copyOwnership(fd, old)) {
+            ::close(fd);
+            ::unlink(temp_.c_str());
+            fd = -1;
+        }
+        if (fd >= 0) file_ = ::fdopen(fd, "wb");
+        if (file_ != nullptr) {
+            target_ = target;
+            return true;
+        }
+        if (fd >= 0) ::close(fd);
+        if (!temp_.empty()) ::unlink(temp_.c_str());
         temp_.clear();
-        return openInPlace(path);
     }
-    file_ = ::fdopen(fd, "wb");
-    if (file_ == nullptr) {
-        ::close(fd);
-        discard();
-        return false;
-    }
+    // Staged: the contents are written to an anonymous temporary file and
+    // copied into the target by commit, once its space is reserved.
+    file_ = std::tmpfile();
+    if (file_ == nullptr) return false;
     target_ = target;
+    staged_ = true;
     return true;
 }
 
-bool SafeFileWriter::openInPlace(const char* path) {
-    file_ = std::fopen(path, "wb");
-    return file_ != nullptr;
+bool SafeFileWriter::copyIntoTarget() {
+    const long size = std::ftell(file_);
+    if (size < 0 || std::fseek(file_, 0, SEEK_SET) != 0) return false;
+    const int fd = ::open(target_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+    if (fd < 0) return false;
+    struct stat st {};
+    bool ok = ::fstat(fd, &st) == 0;
+    const bool regular = ok && S_ISREG(st.st_mode);
+    // The space of the new contents is taken before the first byte of the
+    // old ones is overwritten: a full disk refuses here, with the file whole.
+    if (regular && size > 0) ok = ::posix_fallocate(fd, 0, size) == 0;
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (ok && flags != -1) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    char buf[65536];
+    for (off_t at = 0; ok && at < size;) {
+        const std::size_t n = std::fread(buf, 1, sizeof buf, file_);
+        if (n == 0) ok = false;
+        for (std::size_t done = 0; ok && done < n;) {
+            const ssize_t w = regular ? ::pwrite(fd, buf + done, n - done, at) : ::write(fd, buf + done, n - done);
+            if (w <= 0) ok = false;
+            else done += static_cast<std::size_t>(w), at += w;
+        }
+    }
+    if (ok && regular) ok = ::ftruncate(fd, size) == 0 && ::fsync(fd) == 0;
+    return ::close(fd) == 0 && ok;
 }
 
 bool SafeFileWriter::commit() {
     if (file_ == nullptr) return false;
-    const bool replacing = !temp_.empty();
     bool ok = std::fflush(file_) == 0 && std::ferror(file_) == 0;
-    // The new contents are on the disk before they replace anything.
-    if (replacing) ok = ok && ::fsync(::fileno(file_)) == 0;
-    ok = std::fclose(file_) == 0 && ok;
-    file_ = nullptr;
-    if (replacing) {
+    if (staged_) {
+        ok = ok && copyIntoTarget();
+    } else {
+        // The new contents are on the disk before they replace anything.
+        ok = ok && ::fsync(::fileno(file_)) == 0;
+        ok = std::fclose(file_) == 0 && ok;
+        file_ = nullptr;
         ok = ok && ::rename(temp_.c_str(), target_.c_str()) == 0;
         if (ok) {
             temp_.clear();
@@ -151,6 +181,7 @@ void SafeFileWriter::discard() {
         temp_.clear();
     }
     target_.clear();
+    staged_ = false;
 }
 
 }  // namespace zemcal::files

@@ -5,7 +5,9 @@
 // process dies, so the new contents go to a temporary file beside the target
 // (same directory, hence same file system), are flushed to the disk, and the
 // temporary is then renamed over the target: a reader sees either the old
-// file or the new one, never a mixture.
+// file or the new one, never a mixture. Where no such temporary can be made,
+// the space of the new contents is reserved in the target before any of its
+// old bytes is overwritten.
 #pragma once
 
 #include <cstdio>
@@ -20,12 +22,18 @@ namespace zemcal::files {
 /// - a symbolic link keeps pointing at the file it names, whose contents are
 ///   replaced;
 /// - a new file gets the usual 0666 less the umask.
-/// The writer falls back to writing in place, with the plain "wb" semantics,
-/// where a replacement could not keep those or cannot be made: no temporary
-/// can be created beside the target (a writable file in a read-only folder),
-/// the target is not a regular file (a device, a FIFO), it has further hard
-/// links (all of its names should see the new contents), or it belongs to
-/// someone whose ownership this process cannot reproduce.
+///
+/// The contents normally go to a temporary beside the target, renamed over
+/// it. Where a replacement could not keep the above or cannot be made (no
+/// temporary can be created beside the target: a read-only folder, a name
+/// at the length limit, no free inodes; the target has further hard links,
+/// all of whose names should see the new contents; it belongs to someone
+/// whose ownership this process cannot reproduce; it is not a regular
+/// file), the contents are staged in an anonymous temporary file and copied
+/// into the target by commit, after the space of the whole new contents
+/// has been reserved in it: a disk too full to hold them fails the save
+/// before the old contents are touched. A device or FIFO is written as it
+/// is, never waited on: a FIFO without a reader fails the save.
 class SafeFileWriter {
 public:
     SafeFileWriter() = default;
@@ -43,16 +51,17 @@ public:
 
     /// Flushes, syncs and closes the stream, then puts the new file in place.
     /// True only when all of it succeeded; on false a previous file at the
-    /// path is as it was (unless it was being written in place).
+    /// path is as it was.
     bool commit();
 
 private:
-    bool openInPlace(const char* path);
+    bool copyIntoTarget();
     void discard();
 
     std::FILE* file_ = nullptr;
-    std::string target_;  ///< file replaced by commit(); empty when writing in place
-    std::string temp_;    ///< the temporary beside it
+    std::string target_;   ///< the file commit() writes
+    std::string temp_;     ///< the temporary beside it; empty when staged
+    bool staged_ = false;  ///< file_ is an anonymous temporary copied in by commit()
 };
 
 }  // namespace zemcal::files

@@ -2,8 +2,8 @@
 //
 // The table calls never touch a record of the caller's: each loads the file
 // into a fresh default record, works on it and lets it go. Only
-// setCalibPnts writes the file back; setEqualPnts deliberately does not, so
-// hosts that relied on it being a dry run keep working.
+// setCalibPnts writes the file back; setEqualPnts does not: it works on the
+// temporary record alone and changes no file.
 #include <zemcal/BcdFile.h>
 #include <zemcal/CalibAlg.h>
 #include <zemcal/Facade.h>

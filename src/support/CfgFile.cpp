@@ -12,12 +12,14 @@
 #include <zemcal/StringUtil.h>
 
 #include <cstdint>
-#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <locale>
 #include <memory>
 #include <stdexcept>
 
+#include "files/BinaryIo.h"
+#include "files/SafeFile.h"
 #include "support/Numbers.h"
 
 using zemcal::support::stofClassic;
@@ -63,9 +65,17 @@ void CCfgFile::setFilename(std::string name) { filename = name; }
 bool CCfgFile::loadItems(std::string name) {
     if (!sections.empty()) resetData();
 
-    // An unopenable file leaves the stream failed: no line is read and the
-    // store stays empty, which callers cannot tell from an empty file.
-    std::ifstream in(name);
+    // An unopenable file reads as empty, which callers cannot tell from an
+    // empty file. So do a path that is no regular file (a FIFO would block,
+    // a device never end) and a file over kMaxTextBytes: no INI file is
+    // that large, and the whole file is held in memory.
+    std::string text;
+    zemcal::files::InputFile file;
+    if (file.open(name.c_str()) && file.size() <= kMaxTextBytes) {
+        text.resize(static_cast<std::size_t>(file.size()));
+        text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+    }
+    std::istringstream in(text);
     std::int32_t counter = 0;
     tagDataSect* current = nullptr;
     std::string line;
@@ -115,11 +125,10 @@ bool CCfgFile::saveItems(std::string name) {
     // An empty store writes nothing: the file keeps its old contents.
     if (sections.empty()) return true;
 
-    // Built before the file is truncated so that nothing can fail between
-    // truncating and writing.
-    const std::locale loc = saveLocale();
-    std::ofstream out(name, std::ios::out | std::ios::trunc);
-    out.imbue(loc);
+    // The text is built whole, then saved safely: a failed write leaves the
+    // previous file as it was.
+    std::ostringstream out;
+    out.imbue(saveLocale());
 
     std::cout << "mymap contains:\n";
     for (const auto& s : sections) {
@@ -132,7 +141,12 @@ bool CCfgFile::saveItems(std::string name) {
             out.flush();
         }
     }
-    // A failed open or write is silent by contract.
+    const std::string text = out.str();
+    zemcal::files::SafeFileWriter file;
+    if (file.open(name.c_str())) {
+        std::fwrite(text.data(), 1, text.size(), file.stream());
+        file.commit();  // a failed write is silent by contract
+    }
     return true;
 }
 
