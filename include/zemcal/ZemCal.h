@@ -8,6 +8,7 @@
 
 #include <zemcal/BcdFile.h>
 #include <zemcal/CalibAlg.h>
+#include <zemcal/CalibFile.h>
 #include <zemcal/CfgFile.h>
 #include <zemcal/Export.h>
 #include <zemcal/Facade.h>
