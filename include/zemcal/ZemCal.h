@@ -19,3 +19,4 @@
 #include <zemcal/PointCorrector.h>
 #include <zemcal/StringUtil.h>
 #include <zemcal/Version.h>
+#include <zemcal/zemcal_c.h>
