@@ -48,8 +48,9 @@ public:
     /// Loads path into par through ZemCal::loadUcf, with par.FieldSize
     /// preset to fieldSize (mm; the text format does not carry it, a binary
     /// file's own value wins when it exceeds 1 mm). A truncated binary file
-    /// is refused unless acceptTruncated is set. par is reset to a default
-    /// record first. On failure message holds one sentence naming the file.
+    /// is refused unless acceptTruncated is set. par should be a freshly
+    /// constructed record (a failed load leaves what was already read). On
+    /// failure message holds one sentence naming the file, and info is zero.
     static Status Load(const char* path, double fieldSize, bool acceptTruncated, tagLenPar& par,
                        tagLoadInfo& info, std::string& message);
 
