@@ -50,7 +50,7 @@ public:
     /// file's own value wins when it exceeds 1 mm). A truncated binary file
     /// is refused unless acceptTruncated is set. par should be a freshly
     /// constructed record (a failed load leaves what was already read). On
-    /// failure message holds one sentence naming the file, and info is zero.
+    /// failure message holds one sentence naming the file.
     static Status Load(const char* path, double fieldSize, bool acceptTruncated, tagLenPar& par,
                        tagLoadInfo& info, std::string& message);
 
