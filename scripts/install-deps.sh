@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev librsvg2-bin clang libclang-rt-14-dev locales)
+          libcli11-dev nlohmann-json3-dev librsvg2-bin clang libclang-rt-14-dev locales
+          python3-dev pybind11-dev python3-numpy python3-pytest mono-mcs mono-runtime)
 
 missing=()
 for p in "${packages[@]}"; do

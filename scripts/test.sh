@@ -17,6 +17,8 @@ cmake --install build/default --prefix "$prefix" >/dev/null
 cmake -S examples/host -B build/host -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build build/host >/dev/null
 LD_LIBRARY_PATH="$prefix/lib" build/host/zemcal_host tests/data/facade_head.cor 110
+# The Python module is installed beside the library and loads from there.
+PYTHONPATH="$prefix/lib" /usr/bin/python3 examples/python/correct.py examples/sample-head.zcal >/dev/null
 
 # A short fuzz run of the three loaders (clang, libFuzzer); fuzz/README.md
 # tells how to run them for hours.

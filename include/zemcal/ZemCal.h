@@ -8,6 +8,7 @@
 
 #include <zemcal/BcdFile.h>
 #include <zemcal/CalibAlg.h>
+#include <zemcal/CalibFile.h>
 #include <zemcal/CalibWorkflow.h>
 #include <zemcal/CfgFile.h>
 #include <zemcal/Export.h>
@@ -20,3 +21,4 @@
 #include <zemcal/PointCorrector.h>
 #include <zemcal/StringUtil.h>
 #include <zemcal/Version.h>
+#include <zemcal/zemcal_c.h>

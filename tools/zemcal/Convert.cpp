@@ -59,9 +59,9 @@ Command addConvertCommand(CLI::App& parent) {
                 }
                 if (ver == CalVerRefused)
                     throw ToolError("--version: '3' (0x33) would write a file the library refuses to load");
-                errno = 0;
-                if (!ZemCal().saveUcf(o->out.c_str(), r, static_cast<CalVerion>(ver)))
-                    throw ToolError("cannot write " + o->out + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
+                std::string message;
+                if (CCalibFile::Save(o->out.c_str(), r, static_cast<CalVerion>(ver), message) != CCalibFile::Ok)
+                    throw ToolError(message);
                 struct stat st {};
                 if (::stat(o->out.c_str(), &st) != 0)
                     throw ToolError("cannot read back " + o->out + ": " + std::strerror(errno));

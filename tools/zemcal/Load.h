@@ -25,9 +25,9 @@ struct LoadedCalibration {
     bool truncated() const { return binary && fileBytes < completeBytes; }
 };
 
-/// Where the parameter block of a binary file (nine points, fitted shape and
-/// coefficients) ends: a file shorter than this lacks part of the fit.
-constexpr long long kParameterBlockEnd = 856;
+/// Where the parameter block of a binary file ends: a file shorter than this
+/// lacks part of the fit.
+constexpr long long kParameterBlockEnd = CCalibFile::ParameterBlockEnd;
 
 /// "110 mm (from the file)" or "100 mm (from --field-size)".
 std::string fieldSizeNote(const LoadedCalibration& lc);
@@ -38,20 +38,9 @@ enum class Truncated {
     Accept,  ///< load it anyway, for a command that reports what the file holds
 };
 
-/// Loads path with FieldSize preset to fieldSize (the text format does not
-/// carry it; a binary file's own value wins when it exceeds 1 mm). Throws
-/// ToolError with a message naming the file and the problem.
+/// Loads path with FieldSize preset to fieldSize through CCalibFile::Load.
+/// Throws ToolError with its message naming the file and the problem.
 LoadedCalibration loadCalibration(const std::string& path, double fieldSize,
                                   Truncated truncated = Truncated::Refuse);
-
-/// The first problem of a text correction file, in the order the importer
-/// reads it: a base point missing or malformed, or a numeric key that does
-/// not hold a number.
-struct TextDiagnosis {
-    int line = 0;      ///< 1-based line of the offending key; 0 when absent
-    std::string what;  ///< empty when no problem was found
-};
-
-TextDiagnosis diagnoseTextFile(const std::string& path);
 
 }  // namespace zemcal_tool

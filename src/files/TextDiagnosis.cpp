@@ -16,10 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "Load.h"
-#include "Text.h"
+#include "files/TextDiagnosis.h"
 
-namespace zemcal_tool {
+namespace zemcal::files {
 
 namespace {
 
@@ -176,4 +175,4 @@ TextDiagnosis diagnoseTextFile(const std::string& path) {
     return checker.result();
 }
 
-}  // namespace zemcal_tool
+}  // namespace zemcal::files
