@@ -1,4 +1,5 @@
-// CCalibFile: loading and saving a calibration file with one clear sentence
+// CCalibFile: loading and saving a calibration file (and writing any other
+// file the same safe way) with one clear sentence
 // for every failure, for hosts that show errors to a person (the zemcal tool,
 // the C API and the language bindings all report through it).
 //
@@ -58,4 +59,12 @@ public:
     /// file atomically). Version '3' is refused, since the library could not
     /// load the file back. On failure message names the file and the reason.
     static Status Save(const char* path, tagLenPar& par, CalVerion ver, std::string& message);
+
+    /// Writes contents to path the way a calibration is saved: through a
+    /// temporary beside it renamed over it, or, where none can be made (or
+    /// path is a hard-linked file, a device, a FIFO), copied into it once
+    /// the space is reserved; a symbolic link stays a link to the file it
+    /// names, and an existing file keeps its mode. A failed write leaves a
+    /// previous file as it was. On failure message names the file and why.
+    static Status WriteFile(const char* path, const std::string& contents, std::string& message);
 };

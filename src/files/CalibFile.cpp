@@ -17,6 +17,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "files/SafeFile.h"
 #include "files/TextDiagnosis.h"
 
 namespace {
@@ -91,6 +92,9 @@ CCalibFile::Status CCalibFile::Load(const char* path, double fieldSize, bool acc
         if (ec) return fail(message, FileError, "cannot open " + name + ": " + ec.message());
         if (std::filesystem::is_directory(st))
             return fail(message, FileError, "cannot open " + name + ": it is a directory");
+        // A FIFO would wait for a writer and a device might never end.
+        if (!std::filesystem::is_regular_file(st))
+            return fail(message, FileError, "cannot open " + name + ": not a regular file");
         const auto bytes = std::filesystem::file_size(name, ec);
 
         errno = 0;
@@ -160,4 +164,16 @@ CCalibFile::Status CCalibFile::Save(const char* path, tagLenPar& par, CalVerion 
     } catch (const std::bad_alloc&) {
         return fail(message, NoMemory, std::string(path) + ": not enough memory to save this file");
     }
+}
+
+CCalibFile::Status CCalibFile::WriteFile(const char* path, const std::string& contents, std::string& message) {
+    if (path == nullptr) return fail(message, BadArgument, "no file name given");
+    errno = 0;
+    zemcal::files::SafeFileWriter file;
+    const bool ok = file.open(path) &&
+                    std::fwrite(contents.data(), 1, contents.size(), file.stream()) == contents.size() &&
+                    file.commit();
+    if (ok) return Ok;
+    return fail(message, FileError,
+                std::string("cannot write ") + path + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
 }

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -150,4 +152,33 @@ TEST(CalibrationWorkflow, BadMeasurementsAreRefusedWithTheirLine) {
         EXPECT_EQ(std::filesystem::exists(dir.file("out.zcal")), c.status == 0);
         EXPECT_EQ(dir.read("m.csv"), c.csv);
     }
+}
+
+// Every file the tool writes goes through the library's safe writer: a
+// symbolic link stays a link, a file keeps its mode, a device is written in
+// place (never replaced), a failed write is reported; a FIFO is no input.
+TEST(CalibrationWorkflow, FilesAreWrittenAndReadSafely) {
+    TempDir dir;
+    runOk(dir, "new -o lens.zcal");
+    dir.write("target.csv", "old");
+    ASSERT_EQ(::symlink("target.csv", dir.file("link.csv").c_str()), 0);
+    ASSERT_EQ(::chmod(dir.file("target.csv").c_str(), 0600), 0);
+    runOk(dir, "pattern lens.zcal -o link.csv");
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.file("link.csv")));
+    EXPECT_EQ(std::filesystem::status(dir.file("target.csv")).permissions(), std::filesystem::perms(0600));
+    EXPECT_EQ(dir.read("target.csv").substr(0, 4), "row,");
+    ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    const struct { std::string args; std::string err; } cases[] = {
+        {"pattern lens.zcal -o /dev/full", "zemcal: cannot write /dev/full: No space left on device\n"},
+        {"info fifo", "zemcal: cannot open fifo: not a regular file\n"},
+        {"fit lens.zcal fifo -o x.zcal", "zemcal: cannot read fifo: not a regular file\n"},
+    };
+    for (const auto& c : cases) {
+        const ToolRun r = run(dir, c.args);
+        EXPECT_EQ(r.status, 1) << c.args;
+        EXPECT_EQ(r.err, c.err) << c.args;
+    }
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+    const std::string version = "'" ZEMCAL_TOOL_PATH "' --version > /dev/full 2> /dev/null";
+    EXPECT_EQ(WEXITSTATUS(std::system(version.c_str())), 1);
 }

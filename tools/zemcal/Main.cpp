@@ -3,7 +3,10 @@
 // standard error and a non-zero exit status.
 #include <zemcal/Version.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <iostream>
 #include <exception>
 #include <new>
 #include <vector>
@@ -42,6 +45,11 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         const int code = app.exit(e);
+        // --help and --version succeed only if what they print was written.
+        if (code == 0 && !(std::cout.flush() && std::fflush(stdout) == 0)) {
+            std::fprintf(stderr, "zemcal: cannot write standard output: %s\n", std::strerror(errno));
+            return kExitFailure;
+        }
         return code == 0 ? kExitOk : kExitUsage;
     }
     try {

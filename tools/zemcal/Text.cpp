@@ -1,13 +1,11 @@
 // Text helpers; see Text.h.
 #include "Text.h"
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
-#include <unistd.h>
+#include <zemcal/CalibFile.h>
 
 #include "ToolError.h"
 
@@ -31,22 +29,8 @@ std::string strprintf(const char* fmt, ...) {
 }
 
 void writeFileAtomically(const std::string& path, const std::string& content) {
-    const std::string tmp = path + ".tmp" + std::to_string(static_cast<long>(::getpid()));
-    std::FILE* f = std::fopen(tmp.c_str(), "wb");
-    if (f == nullptr)
-        throw ToolError("cannot write " + path + ": " + std::strerror(errno));
-    const bool written = std::fwrite(content.data(), 1, content.size(), f) == content.size();
-    const int savedErrno = errno;
-    const bool closed = std::fclose(f) == 0;
-    if (!written || !closed) {
-        std::remove(tmp.c_str());
-        throw ToolError("cannot write " + path + ": " + std::strerror(written ? errno : savedErrno));
-    }
-    if (std::rename(tmp.c_str(), path.c_str()) != 0) {
-        const int e = errno;
-        std::remove(tmp.c_str());
-        throw ToolError("cannot write " + path + ": " + std::strerror(e));
-    }
+    std::string message;
+    if (CCalibFile::WriteFile(path.c_str(), content, message) != CCalibFile::Ok) throw ToolError(message);
 }
 
 }  // namespace zemcal_tool

@@ -10,9 +10,10 @@ namespace zemcal_tool {
 /// never changes the locale).
 std::string strprintf(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
-/// Writes content to path through a temporary file beside it, flushed and
-/// renamed over the target, so a failure never leaves a half-written file.
-/// Throws ToolError naming the path on failure.
+/// Writes content to path as the library saves a calibration
+/// (CCalibFile::WriteFile): a failure never leaves a half-written file, a
+/// symbolic link stays a link, a file keeps its mode. Throws ToolError
+/// naming the path on failure.
 void writeFileAtomically(const std::string& path, const std::string& content);
 
 }  // namespace zemcal_tool
